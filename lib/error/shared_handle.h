@@ -1,0 +1,71 @@
+// The reference-counted holder behind every shared object of the libraries.
+//
+//   SharedHandle<Parsed> a(new Parsed);   // count 1
+//   SharedHandle<Parsed> b(a);            // the same object, count 2
+//   b->field;                             // plain pointer access
+//   b.release();                          // count 1, before b's own end
+//
+// It is a raw pointer and a separately allocated plain `int`. std::shared_ptr is not used: its
+// count turns atomic as soon as a thread library is linked, and the program is single-threaded
+// by design. For the same reason a handle must never be shared between threads.
+
+#pragma once
+
+#include <memory>
+#include <utility>
+
+namespace zarnic {
+
+// Shares ownership of one heap-held T. T may be polymorphic; the object is deleted through the
+// T that the handle was made with, so a base class needs a virtual destructor.
+template <class T>
+class SharedHandle {
+  public:
+    // Takes ownership of `object` (null is allowed) with a count of 1. Throws std::bad_alloc
+    // when there is no memory for the count; `object` is deleted then, not leaked.
+    explicit SharedHandle(T* object = nullptr) : object_(object) {
+        std::unique_ptr<T> guard(object);
+        count_ = new int(1);
+        guard.release();
+    }
+
+    SharedHandle(const SharedHandle& other) noexcept
+        : object_(other.object_), count_(other.count_) {
+        if (count_ != nullptr) {
+            ++*count_;
+        }
+    }
+
+    SharedHandle& operator=(const SharedHandle& other) noexcept {
+        SharedHandle copy(other);
+        std::swap(object_, copy.object_);
+        std::swap(count_, copy.count_);
+        return *this;
+    }
+
+    ~SharedHandle() { release(); }
+
+    // Gives up this handle's share now instead of at its end; the last share deletes the
+    // object and the count. Afterwards get() is null and the handle holds nothing.
+    void release() noexcept {
+        T* const object = std::exchange(object_, nullptr);
+        int* const count = std::exchange(count_, nullptr);
+        if (count != nullptr && --*count == 0) {
+            delete object;
+            delete count;
+        }
+    }
+
+    T* get() const noexcept { return object_; }
+    T& operator*() const noexcept { return *object_; }
+    T* operator->() const noexcept { return object_; }
+
+    // Number of handles on the object, this one included; 0 after release().
+    int useCount() const noexcept { return count_ == nullptr ? 0 : *count_; }
+
+  private:
+    T* object_;
+    int* count_ = nullptr;
+};
+
+}  // namespace zarnic

@@ -1,0 +1,55 @@
+// The errno error family: for code that checks a system call itself and wants its callers to
+// be able to single out an errno value by type.
+//
+//   try {
+//       ...
+//   } catch (const zarnic::ExSystemError<EINTR>&) {
+//       ...   // interrupted: try again
+//   } catch (const zarnic::SystemError& error) {
+//       ...   // any other errno: error.error()
+//   }
+//
+// It is deliberately apart from zarnic::TError, so that a handler for library errors does not
+// catch it: the command line program answers these with the single word "Error".
+
+#pragma once
+
+#include <cerrno>
+#include <stdexcept>
+#include <string>
+
+namespace zarnic {
+
+// A failed system call with the caller's message; what() adds the system's text.
+class SystemError : public std::runtime_error {
+  public:
+    SystemError(const std::string& message, int errnoValue);
+
+    // The error number given at construction.
+    int error() const noexcept { return errno_; }
+
+    // "message: text of errno", or the bare text when the message is empty. Composed on the
+    // first call and kept; while memory for that is refused, the bare message is returned.
+    const char* what() const noexcept override;
+
+  private:
+    int errno_;
+    mutable std::string composed_;
+};
+
+// A SystemError whose errno is always N. Exactly five exist: EPERM (1), ENOENT (2), EINTR (4),
+// ECHILD (10) and EAGAIN (11), by their Linux numbers. Any other N does not compile: nothing
+// would ever throw it, and a handler for it would wait in vain.
+template <int N>
+requires(N == EPERM || N == ENOENT || N == EINTR || N == ECHILD ||
+         N == EAGAIN) class ExSystemError : public SystemError {
+  public:
+    explicit ExSystemError(const std::string& message) : SystemError(message, N) {}
+};
+
+// Throws ExSystemError<errnoValue> for the five numbers above and a plain SystemError for any
+// other. An `errnoValue` of 0 stands for the current errno, which always gives the plain class,
+// whatever its value.
+[[noreturn]] void throw_system_error(const std::string& message, int errnoValue);
+
+}  // namespace zarnic
