@@ -1,0 +1,112 @@
+#include "lib/opt/options.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+#include <utility>
+
+namespace zarnic::opt {
+
+namespace {
+
+const std::string wrong_index = "Wrong index";
+
+// Fixed ASCII ranges instead of <cctype>: a locale must not change what an option is.
+bool isNameStart(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
+}
+
+bool isNamePart(char c) { return isNameStart(c) || c == '-'; }
+
+// Splits "--name" or "--name=value"; false when the argument is not a long option.
+bool splitLong(std::string_view argument, std::string_view& name, std::string_view& value) {
+    if (argument.size() < 3 || !argument.starts_with("--") || !isNameStart(argument[2])) {
+        return false;
+    }
+    const auto* const end = std::find_if_not(argument.begin() + 3, argument.end(), isNamePart);
+    if (end != argument.end() && *end != '=') {
+        return false;
+    }
+    const auto length = static_cast<std::size_t>(end - argument.begin());
+    name = argument.substr(2, length - 2);
+    value = argument.substr(std::min(length + 1, argument.size()));
+    return true;
+}
+
+bool isShortGroup(std::string_view argument) {
+    return argument.size() >= 2 && argument.front() == '-' &&
+           std::all_of(argument.begin() + 1, argument.end(), isNameStart);
+}
+
+int countArguments(const char* const* argv) {
+    int count = 0;
+    while (argv != nullptr && argv[count] != nullptr) {
+        ++count;
+    }
+    return count;
+}
+
+}  // namespace
+
+TOpts::TOpts(const char* const* argv, int argc) : parsed_(new Parsed) {
+    if (argc < 1 || argv == nullptr || argv[0] == nullptr) {
+        return;
+    }
+    parsed_->programName = argv[0];
+    // The entries point into this list, so it must never move once the first one is made.
+    parsed_->arguments.reserve(static_cast<std::size_t>(argc) - 1);
+    for (int i = 1; i < argc && argv[i] != nullptr; ++i) {
+        addArgument(*parsed_, argv[i]);
+    }
+}
+
+// Counted first: a list that grows by itself would leave the entries pointing at freed strings.
+TOpts::TOpts(const char* const* argv) : TOpts(argv, countArguments(argv)) {}
+
+void TOpts::addArgument(Parsed& parsed, const char* text) {
+    const std::string& argument = parsed.arguments.emplace_back(text);
+    std::string_view name;
+    std::string_view value;
+    if (splitLong(argument, name, value)) {
+        LongEntry entry{std::string(name), std::string(value), &argument};
+        parsed.longOptions.insert_or_assign(std::string(name), std::move(entry));
+    } else if (isShortGroup(argument)) {
+        for (const char letter : argument.substr(1)) {
+            parsed.shortOptions.insert_or_assign(letter, ShortEntry{letter, &argument});
+        }
+    }
+}
+
+const std::string& TOpts::programName() const noexcept { return parsed_->programName; }
+
+const std::vector<std::string>& TOpts::arguments() const noexcept { return parsed_->arguments; }
+
+const std::string& TOpts::argument(std::uint64_t index) const {
+    if (index >= parsed_->arguments.size()) {
+        throw TOutOfRange(*this, index);
+    }
+    return parsed_->arguments[index];
+}
+
+const TOpts::ShortEntry* TOpts::findShort(char letter) const noexcept {
+    const auto found = parsed_->shortOptions.find(letter);
+    return found == parsed_->shortOptions.end() ? nullptr : &found->second;
+}
+
+const TOpts::LongEntry* TOpts::findLong(const std::string& name) const noexcept {
+    const auto found = parsed_->longOptions.find(name);
+    return found == parsed_->longOptions.end() ? nullptr : &found->second;
+}
+
+const TOpts::ShortTable& TOpts::shortOptions() const noexcept { return parsed_->shortOptions; }
+
+const TOpts::LongTable& TOpts::longOptions() const noexcept { return parsed_->longOptions; }
+
+TOpts::TOptsError::TOptsError(const std::string& message, const TOpts& options)
+    : TError(message), options_(options) {}
+
+TOpts::TOutOfRange::TOutOfRange(const TOpts& options, std::uint64_t index)
+    : TOptsError(wrong_index + " (index = " + std::to_string(index) + ")", options),
+      index_(index) {}
+
+}  // namespace zarnic::opt

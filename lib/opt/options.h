@@ -1,0 +1,116 @@
+// The command line after one pass of splitting: what was given, not what is allowed.
+//
+//   TOpts options(argv, argc);
+//   if (const TOpts::LongEntry* file = options.findLong("file")) { use(file->value); }
+//
+// Syntax, deliberately narrow:
+//   --name        a long option without a value (and so is --name=)
+//   --name=VALUE  a long option with a value; the value is everything after the first "="
+//   -abc          the short options a, b and c; short options never carry values
+//   anything else is a plain argument: there is no end-of-options marker, and "--" is plain.
+// A name is an ASCII letter or "_", then letters, "_" and "-"; digits never belong to one. Of
+// an option given twice, the last occurrence wins.
+
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "lib/error/error.h"
+
+namespace zarnic::opt {
+
+// A copyable handle on one split command line. Copies share it; the last one frees it.
+class TOpts {
+  public:
+    // One short option that was given.
+    struct ShortEntry {
+        char letter;
+        const std::string* argument;  // the element of arguments() that named it last
+    };
+
+    // One long option that was given.
+    struct LongEntry {
+        std::string name;
+        std::string value;            // empty when none was given
+        const std::string* argument;  // the element of arguments() that gave it last
+    };
+
+    // Letters ascend as signed characters on every machine, whatever its plain `char` is.
+    struct SignedOrder {
+        bool operator()(char left, char right) const noexcept {
+            return static_cast<signed char>(left) < static_cast<signed char>(right);
+        }
+    };
+
+    using ShortTable = std::map<char, ShortEntry, SignedOrder>;
+    using LongTable = std::map<std::string, LongEntry>;
+
+    class TOptsError;
+    class TOutOfRange;
+
+    // Splits argv[1] up to argv[argc - 1], stopping early at a null pointer. With argc below 1
+    // or a null argv or argv[0], the command line stays empty. The strings are copied.
+    TOpts(const char* const* argv, int argc);
+
+    // The same for a null-terminated argv without a count.
+    explicit TOpts(const char* const* argv);
+
+    // argv[0], empty when there was none.
+    const std::string& programName() const noexcept;
+
+    // Every argument after the program name, options included, in command-line order.
+    const std::vector<std::string>& arguments() const noexcept;
+
+    // The argument at `index`. Throws TOutOfRange when there is none.
+    const std::string& argument(std::uint64_t index) const;
+
+    // The entry of an option, or null when it was not given. Exact, case-sensitive match. The
+    // entry lives as long as the last handle.
+    const ShortEntry* findShort(char letter) const noexcept;
+    const LongEntry* findLong(const std::string& name) const noexcept;
+
+    // The options that were given, in ascending order of letter and of name (byte-wise).
+    const ShortTable& shortOptions() const noexcept;
+    const LongTable& longOptions() const noexcept;
+
+  private:
+    struct Parsed {
+        std::string programName;
+        std::vector<std::string> arguments;
+        ShortTable shortOptions;
+        LongTable longOptions;
+    };
+
+    static void addArgument(Parsed& parsed, const char* text);
+
+    SharedHandle<Parsed> parsed_;
+};
+
+// Base of the errors about one command line, of which it keeps a handle.
+class TOpts::TOptsError : public TError {
+  public:
+    TOptsError(const std::string& message, const TOpts& options);
+
+    // The command line concerned; alive at least as long as this error.
+    const TOpts& options() const noexcept { return options_; }
+
+  private:
+    TOpts options_;
+};
+
+// An index that names no argument: "Wrong index (index = 5)".
+class TOpts::TOutOfRange : public TOptsError {
+  public:
+    TOutOfRange(const TOpts& options, std::uint64_t index);
+
+    // The offending index.
+    std::uint64_t index() const noexcept { return index_; }
+
+  private:
+    std::uint64_t index_;
+};
+
+}  // namespace zarnic::opt

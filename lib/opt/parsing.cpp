@@ -1,0 +1,146 @@
+#include "lib/opt/parsing.h"
+
+#include <exception>
+
+namespace zarnic::opt {
+
+TOParsing::TOParsing(const char* const* argv, int argc)
+    : state_(new State(TOpts(argv, argc))) {}
+
+TOParsing::TResult TOParsing::lopt(const std::string& name, int kind) {
+    State& state = *state_;
+    state.bits = goodbit;
+    const TOpts::LongEntry* entry = state.options.findLong(name);
+    if (entry == nullptr) {
+        state.missingLong = name;
+        state.missedLong = true;
+        state.bits |= nobit;
+    } else if ((kind == no_arg && !entry->value.empty()) ||
+               (kind == req_arg && entry->value.empty())) {
+        state.bits |= badbit;
+        state.bad = entry;
+        entry = nullptr;
+    } else {
+        state.queriedLong.insert(name);
+    }
+    return answer(nullptr, entry);
+}
+
+TOParsing::TResult TOParsing::sopt(char letter) {
+    State& state = *state_;
+    state.bits = goodbit;
+    const TOpts::ShortEntry* const entry = state.options.findShort(letter);
+    if (entry == nullptr) {
+        state.missingShort = letter;
+        state.missedLong = false;
+        state.bits |= nobit;
+    } else {
+        state.queriedShort.insert(letter);
+    }
+    return answer(entry, nullptr);
+}
+
+TOParsing::TResult TOParsing::answer(const TOpts::ShortEntry* shortEntry,
+                                     const TOpts::LongEntry* longEntry) {
+    state_->pending = true;
+    state_->examined = false;
+    return {shortEntry, longEntry, *this};
+}
+
+void TOParsing::clear() {
+    State& state = *state_;
+    const bool unsuitable = state.pending && (state.bits & badbit) != 0;
+    // First, so that nothing is raised at the result's release even if the claim below fails.
+    state.bits = goodbit;
+    if (unsuitable) {
+        state.queriedLong.insert(state.bad->name);
+    }
+}
+
+// Runs the pending check. `handle` is given up before a throw, so that the parser state does
+// not outlive its last holder for as long as the error is kept. What the error needs is copied
+// out first.
+void TOParsing::raisePending(TOParsing& handle) {
+    State& state = *handle.state_;
+    if (!state.pending) {
+        return;
+    }
+    state.pending = false;
+    // A second exception during unwinding would end the process.
+    if (std::uncaught_exceptions() > 0) {
+        return;
+    }
+    if (state.raises(nobit)) {
+        const bool isLong = state.missedLong;
+        const char letter = state.missingShort;
+        const std::string name = isLong ? state.missingLong : std::string();
+        handle.state_.release();
+        if (isLong) {
+            throw TNoLOpt(name);
+        }
+        throw TNoSOpt(letter);
+    }
+    if (state.raises(badbit)) {
+        const TOpts options = state.options;
+        const TOpts::LongEntry& entry = *state.bad;
+        handle.state_.release();
+        throw TBadLOpt(options, entry);
+    }
+}
+
+void TOParsing::check() {
+    state_->pending = true;
+    TOParsing latest(*this);
+    raisePending(latest);
+    if (!state_->examined) {
+        examine();
+    }
+    state_->queriedShort.clear();
+    state_->queriedLong.clear();
+    state_->bits = goodbit;
+    state_->examined = true;
+}
+
+// Raises the first unclaimed option. Only options that are present are ever recorded as
+// queried, so equal counts mean that all were claimed.
+void TOParsing::examine() const {
+    const State& state = *state_;
+    if ((state.mask & unknbit) == 0) {
+        return;
+    }
+    if (state.options.shortOptions().size() != state.queriedShort.size()) {
+        for (const auto& [letter, entry] : state.options.shortOptions()) {
+            if (!state.queriedShort.contains(letter)) {
+                throw TUnknSOpt(state.options, entry);
+            }
+        }
+    }
+    if (state.options.longOptions().size() != state.queriedLong.size()) {
+        for (const auto& [name, entry] : state.options.longOptions()) {
+            if (!state.queriedLong.contains(name)) {
+                throw TUnknLOpt(state.options, entry);
+            }
+        }
+    }
+}
+
+std::uint64_t TOParsing::state() const noexcept { return state_->bits; }
+
+std::uint64_t TOParsing::exceptions() const noexcept { return state_->mask; }
+
+void TOParsing::exceptions(std::uint64_t mask) noexcept { state_->mask = mask; }
+
+const TOpts& TOParsing::options() const noexcept { return state_->options; }
+
+TOParsing::TResult::~TResult() noexcept(false) { raisePending(parser_); }
+
+const TOParsing::TResult& TOParsing::TResult::operator>>(std::string& target) const {
+    if (longEntry_ != nullptr) {
+        target = longEntry_->value;
+    } else if (shortEntry_ != nullptr) {
+        target.clear();
+    }
+    return *this;
+}
+
+}  // namespace zarnic::opt

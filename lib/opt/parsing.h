@@ -1,0 +1,202 @@
+// Lets commands claim the options that they understand, and reports what nobody claimed.
+//
+//   TOParsing parser(argv, argc);
+//   std::string file;
+//   parser.lopt("file", req_arg) >> file;         // required: throws at the semicolon
+//   {
+//       TOParsing::TResult query = parser.lopt("config-file", req_arg);
+//       query >> config;
+//       parser.clear();                           // optional: nothing to raise at the brace
+//   }
+//   parser.check();                               // an option that nobody asked for throws
+//
+// In the manner of stream state bits with an exception mask, a query never throws a parsing
+// error: it leaves a state and a pending check behind, and the check runs when the query's
+// result is released. Whichever result is released first checks the latest query.
+
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <string>
+
+#include "lib/error/error.h"
+#include "lib/opt/options.h"
+
+namespace zarnic::opt {
+
+// Kinds of a long-option query: what its value must be. Any other kind behaves as opt_arg.
+inline constexpr int no_arg = 0;   // no value; an empty one counts as none
+inline constexpr int opt_arg = 1;  // any value or none
+inline constexpr int req_arg = 2;  // a value that is not empty
+
+// A copyable handle on one parser state. All copies see and change the same state; the last
+// one frees it.
+class TOParsing {
+  public:
+    static constexpr std::uint64_t goodbit = 0;  // every query starts from it
+    static constexpr std::uint64_t nobit = 1;    // the option is not on the command line
+    static constexpr std::uint64_t unknbit =
+        2;                                      // in the mask only: check() looks for unclaimed
+    static constexpr std::uint64_t badbit = 4;  // the value does not suit the queried kind
+
+    class TResult;
+    class TPError;
+    class TNoSOpt;
+    class TNoLOpt;
+    class TBadLOpt;
+    class TUnknSOpt;
+    class TUnknLOpt;
+
+    // Splits the arguments (see TOpts). The state starts at goodbit and the exception mask with
+    // all three bits. Throws std::bad_alloc only: parsing errors surface through results.
+    TOParsing(const char* const* argv, int argc);
+
+    // Asks for a long option whose value suits `kind`; one that is found counts as claimed.
+    // When it is missing (nobit) or its value does not suit (badbit), it does not.
+    [[nodiscard]] TResult lopt(const std::string& name, int kind);
+
+    // Asks for a short option; one that is found counts as claimed.
+    [[nodiscard]] TResult sopt(char letter);
+
+    // Forgives the latest query: sets the state to goodbit, so that releasing its result raises
+    // nothing. While that query is unreleased and ended in badbit, its option then counts as
+    // claimed: an optional option with an unsuitable value is ignored, also by check().
+    void clear();
+
+    // Raises the latest query's error if it was not cleared; then TUnknSOpt or TUnknLOpt for
+    // the first option, short ones first, that no query claimed. On success every claim is
+    // forgotten and a new series of queries may start; until its first query, check() has
+    // nothing to examine and succeeds. After a failure the state stays and check() fails again.
+    void check();
+
+    // The state bits of the latest query.
+    std::uint64_t state() const noexcept;
+
+    // The bits that throw, as iostreams name them. All three at first.
+    std::uint64_t exceptions() const noexcept;
+    void exceptions(std::uint64_t mask) noexcept;
+
+    // The command line that the queries are answered from.
+    const TOpts& options() const noexcept;
+
+  private:
+    struct State {
+        explicit State(const TOpts& commandLine) : options(commandLine) {}
+
+        bool raises(std::uint64_t bit) const { return (bits & bit) != 0 && (mask & bit) != 0; }
+
+        TOpts options;
+        std::uint64_t bits = goodbit;
+        bool pending = false;  // the latest query has not been checked
+        std::uint64_t mask = ~goodbit & (nobit | unknbit | badbit);
+        bool missedLong = false;  // kind of the latest miss: long, else short
+        char missingShort = 0;
+        std::string missingLong;
+        const TOpts::LongEntry* bad = nullptr;  // the latest entry whose value did not suit
+        std::set<char, TOpts::SignedOrder> queriedShort;
+        std::set<std::string> queriedLong;
+        bool examined = false;  // check() succeeded and no query came since
+    };
+
+    TResult answer(const TOpts::ShortEntry* shortEntry, const TOpts::LongEntry* longEntry);
+    static void raisePending(TOParsing& handle);
+    void examine() const;
+
+    SharedHandle<State> state_;
+};
+
+// The answer to one query. Its end, or that of the full expression, runs the pending check.
+class TOParsing::TResult {
+  public:
+    TResult(const TResult&) = delete;
+    TResult& operator=(const TResult&) = delete;
+
+    // Throws TNoLOpt, TNoSOpt or TBadLOpt when the latest query failed, was not cleared, was
+    // not checked before and the mask has its bit. Never while another exception unwinds.
+    ~TResult() noexcept(false);
+
+    // True when the option was found and suits.
+    explicit operator bool() const noexcept { return found_; }
+
+    // Copies the option's value (of a short option: nothing, the empty text) into `target` when
+    // found, and leaves `target` alone otherwise.
+    const TResult& operator>>(std::string& target) const;
+
+  private:
+    friend class TOParsing;
+
+    TResult(const TOpts::ShortEntry* shortEntry, const TOpts::LongEntry* longEntry,
+            const TOParsing& parser)
+        : shortEntry_(shortEntry),
+          longEntry_(longEntry),
+          found_(shortEntry != nullptr || longEntry != nullptr),
+          parser_(parser) {}
+
+    const TOpts::ShortEntry* shortEntry_;  // null: not a short option, or its table's end
+    const TOpts::LongEntry* longEntry_;    // null: not a long option, or its table's end
+    bool found_;
+    TOParsing parser_;
+};
+
+// Base of the parser's errors.
+class TOParsing::TPError : public TError {
+  public:
+    using TError::TError;
+};
+
+// A required short option is missing: "Requires short option '-x'".
+class TOParsing::TNoSOpt : public TPError {
+  public:
+    explicit TNoSOpt(char letter);
+    char letter() const noexcept { return letter_; }
+
+  private:
+    char letter_;
+};
+
+// A required long option is missing: "Requires long option '--file'".
+class TOParsing::TNoLOpt : public TPError {
+  public:
+    explicit TNoLOpt(const std::string& name);
+    const std::string& name() const noexcept { return name_; }
+
+  private:
+    std::string name_;
+};
+
+// A long option's value does not suit: "Incorrect long option '--file'". This error and the
+// two below refer to an entry of the command line and hold it alive.
+class TOParsing::TBadLOpt : public TPError {
+  public:
+    TBadLOpt(const TOpts& options, const TOpts::LongEntry& entry);
+    const TOpts::LongEntry& entry() const noexcept { return entry_; }
+
+  private:
+    TOpts options_;
+    const TOpts::LongEntry& entry_;
+};
+
+// A short option that nobody claimed: "Unknown option '-x'".
+class TOParsing::TUnknSOpt : public TPError {
+  public:
+    TUnknSOpt(const TOpts& options, const TOpts::ShortEntry& entry);
+    const TOpts::ShortEntry& entry() const noexcept { return entry_; }
+
+  private:
+    TOpts options_;
+    const TOpts::ShortEntry& entry_;
+};
+
+// A long option that nobody claimed: "Unknown option '--foo'".
+class TOParsing::TUnknLOpt : public TPError {
+  public:
+    TUnknLOpt(const TOpts& options, const TOpts::LongEntry& entry);
+    const TOpts::LongEntry& entry() const noexcept { return entry_; }
+
+  private:
+    TOpts options_;
+    const TOpts::LongEntry& entry_;
+};
+
+}  // namespace zarnic::opt

@@ -1,0 +1,37 @@
+#include "lib/opt/parsing.h"
+
+namespace zarnic::opt {
+
+namespace {
+
+const std::string requires_short = "Requires short option";
+const std::string requires_long = "Requires long option";
+const std::string incorrect_long = "Incorrect long option";
+const std::string unknown_option = "Unknown option";
+
+std::string quoteShort(const std::string& leading, char letter) {
+    return leading + " '-" + letter + "'";
+}
+
+std::string quoteLong(const std::string& leading, const std::string& name) {
+    return leading + " '--" + name + "'";
+}
+
+}  // namespace
+
+TOParsing::TNoSOpt::TNoSOpt(char letter)
+    : TPError(quoteShort(requires_short, letter)), letter_(letter) {}
+
+TOParsing::TNoLOpt::TNoLOpt(const std::string& name)
+    : TPError(quoteLong(requires_long, name)), name_(name) {}
+
+TOParsing::TBadLOpt::TBadLOpt(const TOpts& options, const TOpts::LongEntry& entry)
+    : TPError(quoteLong(incorrect_long, entry.name)), options_(options), entry_(entry) {}
+
+TOParsing::TUnknSOpt::TUnknSOpt(const TOpts& options, const TOpts::ShortEntry& entry)
+    : TPError(quoteShort(unknown_option, entry.letter)), options_(options), entry_(entry) {}
+
+TOParsing::TUnknLOpt::TUnknLOpt(const TOpts& options, const TOpts::LongEntry& entry)
+    : TPError(quoteLong(unknown_option, entry.name)), options_(options), entry_(entry) {}
+
+}  // namespace zarnic::opt
