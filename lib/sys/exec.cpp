@@ -1,0 +1,95 @@
+#include "lib/sys/exec.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "lib/sys/after_fork.h"
+#include "lib/sys/wait_status.h"
+
+namespace zarnic::sys {
+
+TExec::TExec(const TEArgs& args, std::uint64_t mode) : args_(args), mode_(mode) {}
+
+TExec::TExec(const Preparer& prepare) : mode_(def_mode), prepare_(prepare) {}
+
+TExec TExec::withMode(std::uint64_t mode) const {
+    TExec copy(*this);
+    copy.mode_ = mode;
+    return copy;
+}
+
+TExec TExec::withModeToggled(std::uint64_t bits) const { return withMode(mode_ ^ bits); }
+
+TExecResult TExec::run() {
+    if ((mode_ & fork_mode) != 0) {
+        return forkAndRun();
+    }
+    if (prepare_.get() != nullptr) {
+        prepare_->beforeExec(*this);
+    }
+    return becomeProgram();
+}
+
+TExecResult TExec::forkAndRun() {
+    TPrepare* const prepare = prepare_.get();
+    if (prepare != nullptr) {
+        prepare->beforeFork(*this);
+    }
+    const pid_t pid = ::fork();
+    if (pid < 0) {
+        const int error = errno;
+        if (prepare != nullptr && !prepare->forkFailed(*this)) {
+            return {-1, 0};
+        }
+        throw TSysCallErr(error);
+    }
+    if (pid > 0) {
+        return inParent(pid);
+    }
+    if (prepare != nullptr) {
+        prepare->inChild(*this);
+        prepare->beforeExec(*this);
+    }
+    return becomeProgram();
+}
+
+TExecResult TExec::inParent(pid_t pid) {
+    if (prepare_.get() != nullptr) {
+        prepare_->inParent(*this);
+    }
+    if ((mode_ & wait_mode) == 0) {
+        return {pid, 0};
+    }
+    int status = 0;
+    // Deliberately once: an interrupted wait is an error for the caller to see, not a reason
+    // to wait on without its knowledge.
+    if (::waitpid(pid, &status, 0) < 0) {
+        const int error = errno;
+        throw TSysCallErr(error);
+    }
+    return {pid, endedBySignal(status) ? -1 : exitCode(status)};
+}
+
+TExecResult TExec::becomeProgram() {
+    const int error = execProgram(args_, (mode_ & path_mode) != 0);
+    if (prepare_.get() != nullptr && !prepare_->execFailed(*this)) {
+        return {-1, 0};
+    }
+    throw TSysCallErr(error);
+}
+
+void TExec::TPrepare::beforeFork(TExec& /*exec*/) {}
+
+bool TExec::TPrepare::forkFailed(TExec& /*exec*/) { return true; }
+
+void TExec::TPrepare::inParent(TExec& /*exec*/) {}
+
+void TExec::TPrepare::inChild(TExec& /*exec*/) {}
+
+void TExec::TPrepare::beforeExec(TExec& /*exec*/) {}
+
+bool TExec::TPrepare::execFailed(TExec& /*exec*/) { return true; }
+
+}  // namespace zarnic::sys

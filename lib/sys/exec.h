@@ -1,0 +1,142 @@
+// Runs one child program without a shell. The life of a run:
+//
+//   arguments   TEArgs args(el);  args << "cat";
+//   wrap        TExec cat(args);
+//   attach      TExec attached = cat.fromText("3").toFile("/tmp/errors");
+//   run         TExecResult result = attached.run();
+//
+// In the child, whatever goes wrong before the program has started is thrown up the child's own
+// copy of the caller's stack: a caller that forks must let the child end there. The runner
+// itself never ends a process. Single-threaded: nothing here is locked.
+
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+
+#include "lib/error/error.h"
+#include "lib/sys/exec_args.h"
+
+namespace zarnic::sys {
+
+// The mode bits under their namespace names, for whole pipelines.
+inline constexpr std::uint64_t fork_mode = 1;  // run the program in a forked child
+inline constexpr std::uint64_t wait_mode = 2;  // wait for the child and report its exit code
+inline constexpr std::uint64_t path_mode = 4;  // find the program through PATH
+inline constexpr std::uint64_t mode_mask = fork_mode | wait_mode | path_mode;
+
+// What a run reports.
+struct TExecResult {
+    std::int32_t pid;   // the child, or -1 when a preparer declined an error
+    std::int32_t code;  // its exit code; -1 ended by a signal; 0 when nobody waited
+};
+
+// The attachments, the same for one runner and for a pipeline, where they apply to the last
+// program. Each returns a copy with one more preparer and leaves this runner as it was.
+template <class Runner>
+class TAttachments {
+  public:
+    // Standard output to a file, created with 0664 less the umask; truncated or appended to.
+    Runner toFile(const std::string& path) const;
+    Runner appendToFile(const std::string& path) const;
+
+    // Any descriptor to a file, as above.
+    Runner redirectToFile(int descriptor, const std::string& path, bool append) const;
+
+    // The descriptor `target` becomes a copy of `source`, as the shell's target>&source.
+    Runner redirect(int target, int source) const;
+
+    // Standard input from a file or from a text.
+    Runner fromFile(const std::string& path) const;
+    Runner fromText(const std::string& text) const;
+};
+
+// One program with its arguments, mode and preparer. Copies share arguments and preparer. A run
+// leaves no state behind, and a runner may be run again.
+class TExec : public TAttachments<TExec> {
+  public:
+    class TPrepare;
+    using Preparer = SharedHandle<TPrepare>;
+
+    static constexpr std::uint64_t fork_mode = sys::fork_mode;
+    static constexpr std::uint64_t wait_mode = sys::wait_mode;
+    static constexpr std::uint64_t path_mode = sys::path_mode;
+    static constexpr std::uint64_t def_mode = fork_mode | wait_mode | path_mode;
+
+    // A runner without a preparer. Throws std::bad_alloc, as all that follow.
+    explicit TExec(const TEArgs& args, std::uint64_t mode = def_mode);
+
+    // A runner of no program, for a preparer that does the work itself (TFnCall): an empty
+    // argument list and the default mode.
+    explicit TExec(const Preparer& prepare);
+
+    const TEArgs& args() const noexcept { return args_; }
+    std::uint64_t mode() const noexcept { return mode_; }
+
+    // The preparer, shared with the copies of this runner; null inside when there is none.
+    const Preparer& preparer() const noexcept { return prepare_; }
+
+    // A copy with one more preparer, whose hooks run after those of the earlier ones. The named
+    // attachments of TAttachments are built on it.
+    TExec with(const Preparer& prepare) const;
+
+    // --- mode ---
+
+    // A copy with the given mode.
+    TExec withMode(std::uint64_t mode) const;
+
+    // A copy with the given bits toggled. Deliberately an exclusive or and not a clearing:
+    // toggling twice gives the runner back.
+    TExec withModeToggled(std::uint64_t bits) const;
+
+    // For preparers, from within a run: this runner's own mode, for this run and later ones.
+    void setMode(std::uint64_t mode) noexcept { mode_ = mode; }
+
+    // --- run ---
+
+    // Forks, runs and waits as the mode says; without fork_mode the current process becomes
+    // the program. waitpid is called once, without a retry on EINTR. Throws TSysCallErr when
+    // fork or waitpid fails, and, in the child, when the program cannot be started; what the
+    // preparers throw passes through.
+    TExecResult run();
+
+  private:
+    TExecResult forkAndRun();
+    TExecResult inParent(pid_t pid);
+    TExecResult becomeProgram();
+
+    TEArgs args_;
+    std::uint64_t mode_;
+    Preparer prepare_;
+};
+
+// Hooks at the six fixed points of a run, here in their order. Each gets the running TExec.
+class TExec::TPrepare {
+  public:
+    TPrepare() = default;
+    TPrepare(const TPrepare&) = default;
+    TPrepare& operator=(const TPrepare&) = default;
+    virtual ~TPrepare() = default;
+
+    // In the calling process before fork; only in fork mode.
+    virtual void beforeFork(TExec& exec);
+
+    // After a failed fork. False makes run() return pid -1 instead of throwing.
+    virtual bool forkFailed(TExec& exec);
+
+    // In the parent right after fork, before it decides whether to wait.
+    virtual void inParent(TExec& exec);
+
+    // In the child right after fork.
+    virtual void inChild(TExec& exec);
+
+    // Just before exec: in the child, or in the process itself when not forking.
+    virtual void beforeExec(TExec& exec);
+
+    // After exec returned, and so failed. False makes run() return pid -1 instead of throwing.
+    virtual bool execFailed(TExec& exec);
+};
+
+}  // namespace zarnic::sys

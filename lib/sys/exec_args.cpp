@@ -1,0 +1,101 @@
+#include "lib/sys/exec_args.h"
+
+#include <algorithm>
+#include <memory>
+
+namespace zarnic::sys {
+
+namespace {
+
+using Elements = std::vector<std::string>;
+
+constexpr std::size_t initial_room = 10;
+
+const std::string too_many = "The number of arguments has exceeded the defined limits";
+const std::string wrong_index = "Wrong index";
+
+Elements* makeElements(const Elements& source, std::size_t room) {
+    auto made = std::make_unique<Elements>();
+    made->reserve(std::max(room, initial_room));
+    made->insert(made->end(), source.begin(), source.end());
+    return made.release();
+}
+
+std::string overflowText(std::size_t count, std::size_t added) {
+    return too_many + " (arguments number = " + std::to_string(count) +
+           ", add. arguments number = " + std::to_string(added) +
+           ", max = " + std::to_string(TEArgs::max_size) + ")";
+}
+
+}  // namespace
+
+const TEArgs el;
+
+TEArgs::TEArgs() : elements_(makeElements({}, initial_room)) {}
+
+TEArgs& TEArgs::operator<<(const std::string& argument) {
+    requireRoom(1);
+    detach(1);
+    elements_->push_back(argument);
+    return *this;
+}
+
+TEArgs& TEArgs::operator<<(const char* argument) {
+    requireRoom(1);
+    detach(1);
+    elements_->emplace_back(argument);
+    return *this;
+}
+
+TEArgs& TEArgs::append(const TEArgs& other) {
+    requireRoom(other.size());
+    // Holding the other list shares it: appended to itself, the list detaches from this copy
+    // and so never inserts from the vector that it is growing.
+    const TEArgs tail(other);
+    detach(tail.size());
+    elements_->insert(elements_->end(), tail.elements().begin(), tail.elements().end());
+    return *this;
+}
+
+TEArgs TEArgs::operator+(const char* argument) const {
+    TEArgs copy(*this);
+    copy << argument;
+    return copy;
+}
+
+std::size_t TEArgs::size() const noexcept { return elements_->size(); }
+
+const std::string& TEArgs::at(std::size_t index) const {
+    if (index >= size()) {
+        throw TOutOfRange(*this, index);
+    }
+    return (*elements_)[index];
+}
+
+const std::vector<std::string>& TEArgs::elements() const noexcept { return *elements_; }
+
+// Before detach(), so that a refused addition changes nothing, not even the sharing.
+void TEArgs::requireRoom(std::size_t added) const {
+    if (added > max_size - size()) {
+        throw TOverflow(*this, added);
+    }
+}
+
+// Copy-on-write: a runner or an error that shares the elements keeps them as they are.
+void TEArgs::detach(std::size_t added) {
+    if (elements_.useCount() >= 2) {
+        elements_ = SharedHandle<Elements>(makeElements(*elements_, size() + added));
+    }
+}
+
+TEArgs::TEArgsError::TEArgsError(const std::string& message, const TEArgs& args)
+    : TSysErr(message), args_(args) {}
+
+TEArgs::TOverflow::TOverflow(const TEArgs& args, std::size_t added)
+    : TEArgsError(overflowText(args.size(), added), args) {}
+
+TEArgs::TOutOfRange::TOutOfRange(const TEArgs& args, std::size_t index)
+    : TEArgsError(wrong_index + " (index = " + std::to_string(index) + ")", args),
+      index_(index) {}
+
+}  // namespace zarnic::sys

@@ -1,0 +1,28 @@
+#include "lib/sys/exec_list.h"
+
+#include "lib/sys/preparers.h"
+
+namespace zarnic::sys {
+
+TExecList::TExecList(const TExec& program) : programs_(1, program) {}
+
+TExecList operator|(const TExecList& left, const TExec& right) {
+    // Without a writer no pipe would ever be made, and the reader would close descriptor 0.
+    if (left.programs().empty()) {
+        return right;
+    }
+    const SharedHandle<TPipe> pipe(new TPipe);
+    TExecList joined = left.with(TExec::Preparer(new TWriteToPipeline(pipe)));
+    joined.programs().push_back(right.with(TExec::Preparer(new TReadFromPipeline(pipe))));
+    return joined;
+}
+
+TExecResult runList(TExecList& list) {
+    TExecResult last{0, 0};
+    for (TExec& program : list.programs()) {
+        last = program.run();
+    }
+    return last;
+}
+
+}  // namespace zarnic::sys

@@ -1,0 +1,45 @@
+// A pipeline: programs whose standard output and input are chained by pipes.
+//
+//   TExecList pipeline = TExec(list) | TExec(sort) | TExec(count);
+//   TExecResult last = runList(pipeline);
+//
+// To read what the last program prints, see output.h.
+
+#pragma once
+
+#include <list>
+
+#include "lib/sys/exec.h"
+
+namespace zarnic::sys {
+
+// The programs in order, the first one being the start of the pipeline. Copies share the
+// arguments and preparers of their programs.
+class TExecList : public TAttachments<TExecList> {
+  public:
+    // A pipeline of no program, or of one; a single runner converts by itself.
+    TExecList() = default;
+    TExecList(const TExec& program);  // NOLINT(google-explicit-constructor): a one-element list
+
+    const std::list<TExec>& programs() const noexcept { return programs_; }
+    std::list<TExec>& programs() noexcept { return programs_; }
+
+    // A copy whose last program, the output end, has one more preparer. A copy and nothing more
+    // for an empty list.
+    TExecList with(const TExec::Preparer& prepare) const;
+
+  private:
+    std::list<TExec> programs_;
+};
+
+// The left side's programs followed by the right one, with a pipe between them that is made
+// when they run. An empty left side gives the right one alone.
+TExecList operator|(const TExecList& left, const TExec& right);
+
+// Runs each program in list order and returns the last one's result; {0, 0} for an empty list.
+// Each run is what TExec::run says: a program in wait mode is waited for before the next one
+// starts, so it must not write more than a pipe holds (64 KiB on Linux, pipe(7)), or it waits
+// for its reader for ever. Errors are those of TExec::run.
+TExecResult runList(TExecList& list);
+
+}  // namespace zarnic::sys

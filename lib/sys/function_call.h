@@ -1,0 +1,46 @@
+// Runs a function in a forked child in place of a program.
+//
+//   TExec service(TExec::Preparer(new TFnCall<Body>(body)));
+//   service.run();   // returns at once; the child ends with exit(body())
+
+#pragma once
+
+#include <cstdlib>
+
+#include "lib/sys/exec.h"
+
+namespace zarnic::sys {
+
+// Calls F, copied in by value, with no arguments; its int result is the child's exit status.
+template <class F>
+class TFnCall : public TExec::TPrepare {
+  public:
+    explicit TFnCall(const F& function) : function_(function) {}
+
+    // Clears the runner's wait bit, for good: the function runs on as a detached child.
+    void inParent(TExec& exec) override {
+        exec.setMode(exec.mode() & mode_mask & ~TExec::wait_mode);
+    }
+
+    // Never returns, so the exec that would follow is never reached. The exit status is the
+    // error number of a TSysCallErr, and 255 after any other exception.
+    //
+    // Deliberately exit and not _exit: the function may have used standard output and the
+    // program's exit handlers are part of its end.
+    void beforeExec(TExec& /*exec*/) override { std::exit(call()); }
+
+  private:
+    int call() {
+        try {
+            return function_();
+        } catch (const TSysCallErr& error) {
+            return error.error();
+        } catch (...) {
+            return -1;
+        }
+    }
+
+    F function_;
+};
+
+}  // namespace zarnic::sys

@@ -1,0 +1,91 @@
+#include "lib/sys/output.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <boost/lexical_cast.hpp>
+#include <cerrno>
+#include <cstddef>
+#include <stdexcept>
+
+#include "lib/error/system_error.h"
+#include "lib/sys/preparers.h"
+#include "lib/sys/wait_status.h"
+
+namespace zarnic::sys {
+
+namespace {
+
+constexpr std::size_t chunk_size = 1024;
+
+int waitOnce(pid_t pid) {
+    int status = 0;
+    if (::waitpid(pid, &status, WUNTRACED) < 0) {
+        const int error = errno;
+        throw_system_error("waitpid() failed", error);
+    }
+    return status;
+}
+
+// Deliberately no retry: an interrupted read ends the text as an end of file does.
+void readAll(std::string& out, int descriptor) {
+    char chunk[chunk_size];
+    for (;;) {
+        const ssize_t length = ::read(descriptor, chunk, sizeof chunk);
+        if (length <= 0) {
+            return;
+        }
+        out.append(chunk, static_cast<std::size_t>(length));
+    }
+}
+
+[[noreturn]] void childFailed(const char* what, int number, const std::string& out) {
+    throw std::runtime_error(std::string("child failed (") + what + "=" +
+                             boost::lexical_cast<std::string>(number) + "): " + out);
+}
+
+}  // namespace
+
+int waitChild(pid_t pid) {
+    for (;;) {
+        try {
+            return waitOnce(pid);
+        } catch (const ExSystemError<EINTR>&) {
+            continue;
+        } catch (const ExSystemError<ECHILD>&) {
+            return 0;
+        }
+    }
+}
+
+void readOutput(std::string& out, int& status, const TExecList& list) {
+    if (list.programs().empty()) {
+        return;
+    }
+    auto* const capture = new TReadOut;
+    TExecList running = list.with(TExec::Preparer(capture));
+    for (TExec& program : running.programs()) {
+        program.setMode(program.mode() & mode_mask & ~wait_mode);
+    }
+    const TExecResult last = runList(running);
+    out.clear();
+    readAll(out, capture->readEnd());
+    status = waitChild(last.pid);
+}
+
+void checkedOutput(std::string& out, const TExecList& list) {
+    int status = 0;
+    readOutput(out, status, list);
+    if (endedBySignal(status)) {
+        childFailed("status", status, out);
+    }
+    if (exitCode(status) != 0) {
+        childFailed("exit code", exitCode(status), out);
+    }
+}
+
+void checkedOutput(std::string& out, const TExec& program) {
+    checkedOutput(out, TExecList(program));
+}
+
+}  // namespace zarnic::sys

@@ -1,0 +1,37 @@
+// Captures what a program, or the last program of a pipeline, prints.
+//
+//   std::string text;
+//   checkedOutput(text, TExec(TEArgs(el) << "cat" << path));
+
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "lib/sys/exec_list.h"
+
+namespace zarnic::sys {
+
+// Waits for the child, stops included (WUNTRACED), and returns its raw wait status. Interrupted
+// waits are repeated; a child that is not there to be waited for (ECHILD) gives 0. Any other
+// failure throws a zarnic::SystemError "waitpid() failed".
+int waitChild(pid_t pid);
+
+// Runs the pipeline, none of its programs in wait mode, sets `out` to everything that the last
+// program prints and `status` to its raw wait status. The other programs are not waited for. An
+// interrupted or failed read ends the text. An empty list leaves both as they were.
+//
+// Throws TSysCallErr when a pipe or fork fails and what waitChild throws. `out` is untouched
+// when nothing could be started, and holds what was read when the wait fails; `status` is
+// untouched after any error. One descriptor, the pipe's read end, deliberately stays open
+// until the process ends.
+void readOutput(std::string& out, int& status, const TExecList& list);
+
+// As readOutput, and throws std::runtime_error when the last program was ended by a signal,
+// "child failed (status=" RAW-STATUS "): " OUTPUT, or exited with a code other than 0, "child
+// failed (exit code=" CODE "): " OUTPUT. `out` holds the output after these too.
+void checkedOutput(std::string& out, const TExecList& list);
+void checkedOutput(std::string& out, const TExec& program);
+
+}  // namespace zarnic::sys

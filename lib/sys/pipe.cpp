@@ -1,0 +1,21 @@
+#include "lib/sys/pipe.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "lib/error/error.h"
+
+namespace zarnic::sys {
+
+void TPipe::open() {
+    int ends[2];
+    if (::pipe(ends) < 0) {
+        const int error = errno;
+        throw TSysCallErr(error);
+    }
+    readEnd = ends[0];
+    writeEnd = ends[1];
+}
+
+}  // namespace zarnic::sys

@@ -1,0 +1,134 @@
+// The library's preparers: redirections, pipes and texts for a child's standard streams. Most
+// callers attach them by the named operations of TExec and TExecList.
+//
+// Deliberately, the results of open, close and dup2 in the child are never tested: when a file
+// cannot be opened, the child runs with that stream closed. Only a failing pipe or fork is
+// raised, as TSysCallErr. The inChild hooks stand in after_fork.cpp.
+
+#pragma once
+
+#include <string>
+
+#include "lib/error/shared_handle.h"
+#include "lib/sys/exec.h"
+#include "lib/sys/pipe.h"
+
+namespace zarnic::sys {
+
+// The reading side of a pipeline's pipe: the parent gives the pipe up once it is forked.
+class TReadFromPipeline : public TExec::TPrepare {
+  public:
+    explicit TReadFromPipeline(const SharedHandle<TPipe>& pipe) : pipe_(pipe) {}
+    void inParent(TExec& exec) override;
+    void inChild(TExec& exec) override;
+
+  private:
+    SharedHandle<TPipe> pipe_;
+};
+
+// The writing side, run first: it makes the pipe, and the parent keeps both ends open for the
+// reader to inherit.
+class TWriteToPipeline : public TExec::TPrepare {
+  public:
+    explicit TWriteToPipeline(const SharedHandle<TPipe>& pipe) : pipe_(pipe) {}
+    void beforeFork(TExec& exec) override;
+    void inChild(TExec& exec) override;
+
+  private:
+    SharedHandle<TPipe> pipe_;
+};
+
+// Captures the child's standard output. The read end belongs to nobody: it is never closed
+// here, not by the destructor either, and stays open until the process ends.
+class TReadOut : public TExec::TPrepare {
+  public:
+    void beforeFork(TExec& exec) override;
+    void inParent(TExec& exec) override;
+    void inChild(TExec& exec) override;
+
+    // Where the output of the latest run can be read.
+    int readEnd() const noexcept { return pipe_.readEnd; }
+
+  private:
+    TPipe pipe_;
+};
+
+// Feeds a text to the child's standard input, through a writer process that the child forks and
+// that nobody waits for.
+class TReadFromStr : public TExec::TPrepare {
+  public:
+    explicit TReadFromStr(const std::string& text) : text_(text) {}
+    void inChild(TExec& exec) override;
+
+  private:
+    std::string text_;
+};
+
+// Any descriptor to a file, created with mode 0664 less the umask.
+class TRedirectToFile : public TExec::TPrepare {
+  public:
+    TRedirectToFile(int descriptor, const std::string& path, bool append)
+        : descriptor_(descriptor), path_(path), append_(append) {}
+    void inChild(TExec& exec) override;
+
+  private:
+    int descriptor_;
+    std::string path_;
+    bool append_;
+};
+
+// The target descriptor becomes a copy of the source, which stays open.
+class TRedirect : public TExec::TPrepare {
+  public:
+    TRedirect(int target, int source) : target_(target), source_(source) {}
+    void inChild(TExec& exec) override;
+
+  private:
+    int target_;
+    int source_;
+};
+
+// Standard output to a file.
+class TToFile : public TExec::TPrepare {
+  public:
+    TToFile(const std::string& path, bool append) : path_(path), append_(append) {}
+    void inChild(TExec& exec) override;
+
+  private:
+    std::string path_;
+    bool append_;
+};
+
+// Standard input from a file.
+class TFromFile : public TExec::TPrepare {
+  public:
+    explicit TFromFile(const std::string& path) : path_(path) {}
+    void inChild(TExec& exec) override;
+
+  private:
+    std::string path_;
+};
+
+// Two preparers as one: each hook calls the first, then the second; either may be empty.
+class TUnionPrep : public TExec::TPrepare {
+  public:
+    TUnionPrep(const TExec::Preparer& first, const TExec::Preparer& second)
+        : first_(first), second_(second) {}
+    void beforeFork(TExec& exec) override;
+    // The two bool hooks return the second's answer, or true when there is no second. The
+    // first's answer is deliberately ignored: the latest attachment decides alone.
+    bool forkFailed(TExec& exec) override;
+    void inParent(TExec& exec) override;
+    void inChild(TExec& exec) override;
+    void beforeExec(TExec& exec) override;
+    bool execFailed(TExec& exec) override;
+
+  private:
+    void callBoth(void (TExec::TPrepare::*hook)(TExec&), TExec& exec);
+    bool askBoth(bool (TExec::TPrepare::*hook)(TExec&), TExec& exec);
+
+    TExec::Preparer first_;
+    TExec::Preparer second_;
+};
+
+}  // namespace zarnic::sys
