@@ -1,0 +1,172 @@
+#include "conf/autoprepend.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+
+#include "conf/assertion.h"
+#include "conf/diagnostics.h"
+#include "conf/read_configuration.h"
+
+namespace {
+
+constexpr const char* conf_path = "/etc/zrc/zrc.conf";
+constexpr const char* source_name = "conf/autoprepend.cpp";
+
+// Index 0 and the last one are sentinels; the two arrays are parallel.
+constexpr const char* theZrcConfArray[] = {
+    "_MIN_POSSIBLE_ZRC_CONF_VAR_NAME",
+    "ZARNIC_MAILNAMES_D",
+    "COURIER_IMAP_ROOT_D",
+    "RBLSMTPD",
+    "CGI_PHP_BIN",
+    "CLIENT_PHP_BIN",
+    "LIB_CRYPTO_PATH",
+    "LIB_SSL_PATH",
+    "AWSTATS_DOC_D",
+    "AWSTATS_TOOLS_D",
+    "AWSTATS_BIN_D",
+    "AWSTATS_ETC_D",
+    "CATALINA_HOME",
+    "MAILMAN_VAR_D",
+    "MAILMAN_ROOT_D",
+    "PGSQL_DATA_D",
+    "PGSQL_BIN_D",
+    "MYSQL_BIN_D",
+    "MYSQL_VAR_D",
+    "LOGROTATE",
+    "WEB_STAT",
+    "DUMP_D",
+    "NAMED_RUN_ROOT_D",
+    "FTPD_CONF_INC",
+    "HTTPD_SERVICE",
+    "HTTPD_LOG_D",
+    "HTTPD_INCLUDE_D",
+    "HTTPD_CONF_D",
+    "HTTPD_VHOSTS_D",
+    "PRODUCT_ROOT_D",
+    "NAMED_OPTIONS_CONF",
+    "NAMED_ZONES_CONF",
+    "_MAX_POSSIBLE_ZRC_CONF_VAR_NAME",
+};
+
+constexpr const char* theZrcConfDefauls[] = {
+    "_MIN_POSSIBLE_ZRC_CONF_VAR_VALUE",
+    "/var/qmail/mailnames",
+    "/",
+    "/usr/sbin/rblsmtpd",
+    "dynamic",
+    "/usr/local/zrc/bin/php-cli",
+    "/lib/libcrypto.so",
+    "/lib/libssl.so",
+    "/usr/share/apache2/icons/awstats",
+    "/usr/share/awstats",
+    "/srv/www/cgi-bin/awstats",
+    "/etc/awstats",
+    "/usr/share/tomcat55",
+    "/var/lib/mailman",
+    "/usr/lib/mailman",
+    "/var/lib/pgsql/data",
+    "/usr/bin",
+    "/usr/bin",
+    "/var/lib/mysql",
+    "/usr/local/zrc/logrotate/sbin/logrotate",
+    "/usr/bin/webalizer",
+    "/var/lib/zrc/dumps",
+    "/var/lib/named",
+    "/etc/proftpd.include",
+    "apache2",
+    "/var/log/apache2",
+    "/etc/apache2/conf.d",
+    "/etc/apache2",
+    "/srv/www/vhosts",
+    "/usr/local/zrc",
+    "/etc/named.conf.include.zarnic-options",
+    "/etc/named.conf.include.zarnic-zones",
+    "_MAX_POSSIBLE_ZRC_CONF_VAR_VALUE",
+};
+
+constexpr int slots = 33;
+constexpr int last_variable = slots - 2;
+
+static_assert(sizeof theZrcConfArray == slots * sizeof(char*));
+static_assert(sizeof theZrcConfDefauls == sizeof theZrcConfArray);
+
+const char* theZrcConfCache[slots];
+bool cache_initialised = false;
+conf_table* loaded_table = nullptr;
+
+bool is_variable(int index) { return index > 0 && index <= last_variable; }
+
+void clear_cache_once() {
+    if (cache_initialised) {
+        return;
+    }
+    for (const char*& value : theZrcConfCache) {
+        value = nullptr;
+    }
+    cache_initialised = true;
+}
+
+// The value of a valid index: from the cache, or from the file and then kept in the cache.
+const char* find_value(int index) {
+    clear_cache_once();
+    if (theZrcConfCache[index] == nullptr && zrcConfInit() == 0) {
+        theZrcConfCache[index] = conf_get_r(theZrcConfArray[index], loaded_table);
+    }
+    return theZrcConfCache[index];
+}
+
+}  // namespace
+
+int zrcConfInit() {
+    if (loaded_table != nullptr) {
+        return 0;
+    }
+    clear_cache_once();
+    auto* const table = static_cast<conf_table*>(std::calloc(1, sizeof(conf_table)));
+    if (table == nullptr) {
+        report_error(0, 1,
+                     "Not enough memory to allocate Zarnic runtime configuration structure\n");
+        return -1;
+    }
+    if (conf_read_file_r(conf_path, table) != 0) {
+        conf_free_r(table);
+        return -1;
+    }
+    loaded_table = table;
+    return 0;
+}
+
+const char* zrcConfGet(const char* name) {
+    return zrcConfInit() == 0 ? conf_get_r(name, loaded_table) : nullptr;
+}
+
+const char* zrcConfGetByIndex(int index) {
+    CONF_ASSERT(is_variable(index),
+                "i > 0 && i <= (sizeof(theZrcConfArray) / sizeof(theZrcConfArray[0]) - 2)",
+                source_name);
+    return find_value(index);
+}
+
+const char* zrcConfGetDefaultByIndex(int index) {
+    CONF_ASSERT(is_variable(index),
+                "i > 0 && i <= (sizeof(theZrcConfDefauls) / sizeof(theZrcConfDefauls[0]) - 2)",
+                source_name);
+    const char* const value = find_value(index);
+    return value != nullptr ? value : theZrcConfDefauls[index];
+}
+
+const char* zrcConfGetDefault(const char* name) {
+    CONF_ASSERT(name != nullptr, "((void *)0) != name", source_name);
+    // The lower sentinel takes part, the upper one does not: its name is unknown like any
+    // other.
+    for (int index = 0; index <= last_variable; ++index) {
+        if (std::strcmp(name, theZrcConfArray[index]) == 0) {
+            return zrcConfGetDefaultByIndex(index);
+        }
+    }
+    report_error(0, 1, "variable '%s' isn't found neither in %s nor in compile-time defaults\n",
+                 name, conf_path);
+    return nullptr;
+}

@@ -1,0 +1,58 @@
+// How the configuration module speaks: a replaceable message channel with a level, and an error
+// function that adds the system's own error text.
+//
+//   set_log_target("console", 12, LOG_MAIL, 0, "panel");   // hear the reader's messages too
+//   message_fn(12, "unable to open %s", path);
+//   report_error(0, 1, "no such variable: %s", name);      // 0: do not end the process
+//
+// Without any call the channel is the console with a threshold of 6, under which the reader's
+// messages of level 12 are silent. All state is unlocked and lives until the process ends.
+
+#pragma once
+
+#include <cstdarg>
+
+using message_function = void (*)(int level, const char* format, ...);
+using vmessage_function = void (*)(int level, const char* format, va_list arguments);
+
+// --- the channel: whoever reports calls through these two ---
+
+extern message_function message_fn;    // console_message at first
+extern vmessage_function vmessage_fn;  // vconsole_message at first
+
+// --- settings ---
+
+extern int log_threshold;   // console messages of a level above it are dropped; 6 at first
+extern int log_facility;    // the system log's facility; LOG_MAIL at first
+extern int log_to_console;  // 1 while the target is the console; stored, read by no writer
+
+// When set, its base name and ": " come before every error of report_error. Not copied: it must
+// stay valid. Null at first.
+extern const char* program_path;
+
+// Points the channel at a target. A null `target` is the system log: it is closed and opened
+// again with the identity (not copied, see openlog(3)), the options with LOG_PID added and the
+// facility; the level of a message is then its priority, and no threshold applies. Any other
+// target is the console, with `level` as the threshold; a level below 1 makes that 0.
+void set_log_target(const char* target, int level, int facility, int options,
+                    const char* identity);
+
+// --- the console ---
+
+// Writes the message and a line feed to standard error, and then the same to standard output,
+// unless the level is above log_threshold. Output errors are ignored.
+[[gnu::format(printf, 2, 3)]] void console_message(int level, const char* format, ...);
+[[gnu::format(printf, 2, 0)]] void vconsole_message(int level, const char* format,
+                                                    va_list arguments);
+
+// --- errors ---
+
+// Writes the message, and "\nSystem error N: TEXT" when errno is not 0 on entry, to standard
+// error and then to standard output, each with a line feed added if it does not end in one.
+// The addition is left out when message and addition together do not fit 4095 bytes; a longer
+// message is written whole. Ends the process with `exit_status` unless that is 0. The second
+// argument is not used. errno is as it was on return.
+[[gnu::format(printf, 3, 4)]] void report_error(int exit_status, int unused, const char* format,
+                                                ...);
+[[gnu::format(printf, 3, 0)]] void vreport_error(int exit_status, int unused,
+                                                 const char* format, va_list arguments);

@@ -1,0 +1,250 @@
+#include "conf/read_configuration.h"
+
+#include <search.h>
+
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "conf/assertion.h"
+#include "conf/diagnostics.h"
+#include "conf/line.h"
+
+namespace {
+
+constexpr int report_level = 12;
+constexpr std::uint64_t initial_capacity = 20;  // and the least that a table grows by
+constexpr std::uint64_t largest_doubled = 9223372036854775806U;
+constexpr std::uint64_t largest_capacity = 1152921504606846974U;
+constexpr const char* source_name = "conf/read_configuration.cpp";
+
+void assert_usable(const conf_table* pconf) {
+    CONF_ASSERT(pconf != nullptr && pconf->data != nullptr && pconf->size >= pconf->nmemb,
+                "((void *)0) != pconf && ((void *)0) != pconf->data && "
+                "pconf->size >= pconf->nmemb",
+                source_name);
+}
+
+int compare_names(const void* left, const void* right) {
+    return std::strcmp(static_cast<const conf_entry*>(left)->name,
+                       static_cast<const conf_entry*>(right)->name);
+}
+
+// Reports first: the channel may change errno.
+int out_of_memory(const char* format) {
+    message_fn(report_level, format, std::strerror(ENOMEM));
+    errno = ENOMEM;
+    return -1;
+}
+
+// The capacity to grow to, or 0 when that would be more than there can be.
+std::uint64_t grown_capacity(const conf_table* pconf) {
+    std::uint64_t capacity = pconf->size > largest_doubled ? 0 : pconf->size * 2;
+    if (capacity <= pconf->nmemb) {
+        capacity = pconf->nmemb + initial_capacity;
+    }
+    return capacity > largest_capacity ? 0 : capacity;
+}
+
+int grow(conf_table* pconf) {
+    const std::uint64_t capacity = grown_capacity(pconf);
+    void* const larger =
+        capacity == 0 ? nullptr : std::realloc(pconf->data, capacity * sizeof(conf_entry));
+    if (larger == nullptr) {
+        return out_of_memory("Unable to read configuration: %s");
+    }
+    pconf->data = static_cast<conf_entry*>(larger);
+    // The release walks the whole capacity, so no slot may hold a stray pointer.
+    std::memset(pconf->data + pconf->size, 0, (capacity - pconf->size) * sizeof(conf_entry));
+    pconf->size = capacity;
+    return 0;
+}
+
+// Bytes of 128 and above are neither white space nor part of a name, whatever the locale.
+bool is_space(char c) { return ::isascii(c) != 0 && std::isspace(c) != 0; }
+
+bool is_name_part(char c) { return ::isascii(c) != 0 && (std::isalnum(c) != 0 || c == '_'); }
+
+char* skip_space(char* text) {
+    while (is_space(*text)) {
+        ++text;
+    }
+    return text;
+}
+
+// Deliberate: white space toggles the marker instead of setting it once, so a run of two before
+// the end is kept whole and only a run of odd length loses its last character. Files in use
+// depend on it: one line feed, or one blank before a comment, is what usually ends a value.
+char* find_value_end(char* value) {
+    char* marker = nullptr;
+    char* end = value + 1;
+    for (; *end != '\0' && *end != '#'; ++end) {
+        marker = is_space(*end) && marker == nullptr ? end : nullptr;
+    }
+    return marker != nullptr ? marker : end;
+}
+
+// Reports a bad line; returns -1 only when there is no memory for a good one.
+int add_line(char* line, conf_table* pconf) {
+    char* name = nullptr;
+    char* value = nullptr;
+    const conf_line kind = conf_split_line(line, &name, &value);
+    if (kind == conf_line::pair) {
+        return conf_add_r(name, value, pconf);
+    }
+    if (kind == conf_line::space_expected) {
+        message_fn(report_level,
+                   "Invalid variable definition %s\nExpected a space after variable name\n",
+                   name);
+    } else if (kind == conf_line::value_expected) {
+        message_fn(report_level, "Invalid variable definition %s\nExpected a value", name);
+    }
+    return 0;
+}
+
+// Returns 0 at the end of the file. On failure -1, with `failed_read` telling a failed read
+// from a failed addition, and errno as the failing call left it.
+int add_lines(std::FILE* file, conf_table* pconf, bool* failed_read) {
+    char* line = nullptr;
+    std::size_t room = 0;
+    int result = 0;
+    while (result == 0 && ::getdelim(&line, &room, '\n', file) >= 0) {
+        result = add_line(line, pconf);
+    }
+    const int error = errno;
+    if (result == 0 && (std::feof(file) == 0 || std::ferror(file) != 0)) {
+        *failed_read = true;
+        result = -1;
+    }
+    std::free(line);
+    errno = error;
+    return result;
+}
+
+}  // namespace
+
+conf_line conf_split_line(char* line, char** name, char** value) {
+    char* const start = skip_space(line);
+    if (*start == '\0' || *start == '#') {
+        return conf_line::ignored;
+    }
+    *name = start;
+    char* separator = start;
+    while (is_name_part(*separator)) {
+        ++separator;
+    }
+    if (!is_space(*separator)) {
+        return conf_line::space_expected;
+    }
+    char* const text = skip_space(separator);
+    if (*text == '\0' || *text == '#') {
+        return conf_line::value_expected;
+    }
+    *separator = '\0';
+    *find_value_end(text) = '\0';
+    *value = text;
+    return conf_line::pair;
+}
+
+int conf_init_r(conf_table* pconf) {
+    CONF_ASSERT(pconf != nullptr, "((void *)0) != pconf", source_name);
+    if (pconf->data != nullptr) {
+        return pconf->nmemb >= pconf->size ? grow(pconf) : 0;
+    }
+    pconf->data = static_cast<conf_entry*>(std::calloc(initial_capacity, sizeof(conf_entry)));
+    if (pconf->data == nullptr) {
+        pconf->size = 0;
+        errno = ENOMEM;
+        return -1;
+    }
+    pconf->size = initial_capacity;
+    pconf->nmemb = 0;
+    pconf->sorted = 1;
+    return 0;
+}
+
+int conf_add_r(const char* name, const char* value, conf_table* pconf) {
+    if (conf_init_r(pconf) != 0) {
+        return -1;
+    }
+    conf_entry added = {::strdup(name), ::strdup(value)};
+    if (added.name == nullptr || added.value == nullptr) {
+        std::free(added.name);
+        std::free(added.value);
+        return out_of_memory("Unable to form configuration: %s");
+    }
+    std::size_t count = pconf->nmemb;
+    auto* const entry = static_cast<conf_entry*>(
+        ::lsearch(&added, pconf->data, &count, sizeof(conf_entry), compare_names));
+    if (count != pconf->nmemb) {
+        pconf->nmemb = count;
+        pconf->sorted = 0;
+        return 0;
+    }
+    std::free(entry->value);
+    entry->value = added.value;
+    std::free(added.name);
+    return 0;
+}
+
+int conf_read_file_r(const char* conf_file, conf_table* pconf) {
+    CONF_ASSERT(conf_file != nullptr && pconf != nullptr,
+                "((void *)0) != conf_file && ((void *)0) != pconf", source_name);
+    if (conf_init_r(pconf) != 0) {
+        return -1;
+    }
+    std::FILE* const file = std::fopen(conf_file, "r");
+    if (file == nullptr) {
+        const int error = errno;
+        message_fn(report_level, "unable to open configuration file %s: %s\n", conf_file,
+                   std::strerror(error));
+        errno = error;
+        return -1;
+    }
+    bool failed_read = false;
+    const int result = add_lines(file, pconf, &failed_read);
+    const int error = errno;
+    std::fclose(file);
+    if (result == 0 || failed_read) {
+        conf_finalize_r(pconf);
+    }
+    if (failed_read) {
+        message_fn(report_level, "Unable to read configuration file: %s", std::strerror(error));
+    }
+    errno = error;
+    return result;
+}
+
+void conf_finalize_r(conf_table* pconf) {
+    assert_usable(pconf);
+    if (pconf->sorted == 0) {
+        std::qsort(pconf->data, pconf->nmemb, sizeof(conf_entry), compare_names);
+        pconf->sorted = 1;
+    }
+}
+
+const char* conf_get_r(const char* name, const conf_table* pconf) {
+    assert_usable(pconf);
+    // The key is only compared, never written to.
+    const conf_entry key = {const_cast<char*>(name), nullptr};
+    std::size_t count = pconf->nmemb;
+    const auto* const found =
+        pconf->sorted != 0
+            ? std::bsearch(&key, pconf->data, count, sizeof(conf_entry), compare_names)
+            : ::lfind(&key, pconf->data, &count, sizeof(conf_entry), compare_names);
+    return found == nullptr ? nullptr : static_cast<const conf_entry*>(found)->value;
+}
+
+void conf_free_r(conf_table* pconf) {
+    if (pconf == nullptr) {
+        return;
+    }
+    for (std::uint64_t i = 0; pconf->data != nullptr && i < pconf->size; ++i) {
+        std::free(pconf->data[i].name);
+        std::free(pconf->data[i].value);
+    }
+    std::free(pconf->data);
+    std::free(pconf);
+}
