@@ -1,0 +1,9 @@
+// The program: finds the command that the command line names and runs it.
+
+#pragma once
+
+// Runs one invocation and returns the exit status: 0 when a command succeeded or none was
+// given, 1 after any error, which is written as one line to standard output. Throws only
+// std::bad_alloc from creating the option parser. A daemon start ends the calling process with
+// exit(0) instead of returning.
+int runCommandLine(int argc, const char* const* argv);

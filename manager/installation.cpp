@@ -1,0 +1,29 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <iostream>
+
+#include "manager/commands.h"
+#include "manager/preamble.h"
+
+bool checkInstall(zarnic::opt::TOParsing parser) {
+    const std::string kavDir = requiredValue(parser, "kav-dir");
+    finishPreamble(parser);
+
+    struct stat status;
+    const std::string server = kavDir + "/bin/aveserver";
+    if (::stat(server.c_str(), &status) != 0) {
+        throw TUError("Kaspersky Anti-Virus server is not installed");
+    }
+    std::cout << "Kaspersky Anti-Virus server is installed" << std::endl;
+    return true;
+}
+
+bool deleteFile(zarnic::opt::TOParsing parser) {
+    const std::string file = requiredValue(parser, "file");
+    finishPreamble(parser);
+
+    // Deliberately unexamined: a file that is gone, or that cannot be removed, is not reported.
+    static_cast<void>(::unlink(file.c_str()));
+    return true;
+}

@@ -1,0 +1,52 @@
+// The anti-virus manager's own types, shared by its commands.
+//
+// Reading order: front_end.cpp (which command), preamble.h (what every command does first), the
+// commands in service_control.cpp, installation.cpp and configuration_file.cpp, and the body of
+// a service start in service_body.cpp.
+
+#pragma once
+
+#include <sys/stat.h>
+
+#include <string>
+
+#include "lib/opt/parsing.h"
+
+// A condition that the user is to read. Thrown and caught by value; the front end prints the
+// bare message. Not a zarnic::TError: libraries never raise it and never catch it.
+class TUError {
+  public:
+    explicit TUError(const std::string& message) : message_(message) {}
+    const std::string& message() const noexcept { return message_; }
+
+  private:
+    std::string message_;
+};
+
+// A command: true means handled, false declines and lets dispatch go on. Failure is thrown.
+using CommandHandler = bool (*)(zarnic::opt::TOParsing parser);
+
+// The start parameters of a service, and the service body as its call operator.
+class TStartKAVService {
+  public:
+    TStartKAVService(const std::string& kavDirectory, const std::string& serviceName,
+                     const std::string& configurationFile, const std::string& pidFileName);
+
+    // Runs the service's program once, waits for its end and records its exit code in the
+    // errors file, "/tmp/zrckav_" SERVICE "_errors". Returns 0, also when the program was
+    // killed or stopped by a signal (no errors file is left then) and when the statistics
+    // script has no configuration file (nothing runs).
+    //
+    // Throws TUError "Service failed" for an exit code other than 0, zarnic::SystemError
+    // "waitpid() failed", and what the argument list and the runner throw.
+    int operator()();
+
+    std::string kavDir;
+    std::string service;
+    std::string configFile;  // may be empty
+    std::string pidFile;     // may be empty
+    struct stat fileStatus;  // scratch space of the body, deliberately never initialised
+
+  private:
+    bool exists(const std::string& path);
+};

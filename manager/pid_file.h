@@ -1,0 +1,25 @@
+// The service's pid file: the one rule for what runs. It is only read, and only through cat.
+//
+// All operations take their strings in the order kav-dir, service, pid file, as every part of
+// service control does; only the pid file is used.
+
+#pragma once
+
+#include <string>
+
+// The pid file's whole text, the line feed included; empty when no pid file is named, when its
+// status cannot be queried, or when it is empty. Throws what checkedOutput throws, above all
+// std::runtime_error when cat fails.
+std::string readPidFile(std::string kavDir, std::string service, std::string pidFile);
+
+// True when the pid file has any text. No check is made that the process exists. Throws as
+// readPidFile.
+bool isServiceRunning(std::string kavDir, std::string service, std::string pidFile);
+
+// Sends SIGTERM to the pid in the pid file, if it names one. The outcome is deliberately
+// ignored, and no wait follows. Throws as readPidFile.
+void termByPidFile(std::string kavDir, std::string service, std::string pidFile);
+
+// The process id at the start of a pid file's text, after white space; 0, for no process, when
+// there is no number or one that an int does not hold.
+int pidFromText(const std::string& text);

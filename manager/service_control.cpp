@@ -1,0 +1,109 @@
+#include <signal.h>
+#include <unistd.h>
+
+#include <iostream>
+
+#include "lib/sys/function_call.h"
+#include "manager/commands.h"
+#include "manager/daemon.h"
+#include "manager/pid_file.h"
+#include "manager/preamble.h"
+
+using zarnic::opt::TOParsing;
+using zarnic::sys::TExec;
+using zarnic::sys::TFnCall;
+
+namespace {
+
+const char* const reloadable_service = "aveserver";
+constexpr unsigned reload_seconds = 5;
+
+void startAsDaemon(const TStartKAVService& service) {
+    runAsDaemon(TExec(TExec::Preparer(new TFnCall<TStartKAVService>(service))));
+}
+
+// The server reloads on SIGHUP. It is given time to fail at its new configuration; one that is
+// gone after that did not take it.
+void reload(int pid) {
+    ::kill(pid, SIGHUP);
+    ::sleep(reload_seconds);
+    if (::kill(pid, 0) != 0) {
+        throw TUError("Service reloading failed");
+    }
+}
+
+void reloadByPidFile(const std::string& kavDir, const std::string& service,
+                     const std::string& pidFile) {
+    const int pid = pidFromText(readPidFile(kavDir, service, pidFile));
+    if (pid != 0) {
+        reload(pid);
+    }
+}
+
+}  // namespace
+
+bool startService(TOParsing parser) {
+    const std::string kavDir = requiredValue(parser, "kav-dir");
+    const std::string service = requiredValue(parser, "service");
+    const std::string configFile = optionalValue(parser, "config-file");
+    const std::string pidFile = optionalValue(parser, "service-pidfile");
+    const std::string noDaemon = optionalValue(parser, "no-daemon");
+    finishPreamble(parser);
+
+    if (isServiceRunning(kavDir, service, pidFile)) {
+        throw TUError("Service is running already");
+    }
+    TStartKAVService start(kavDir, service, configFile, pidFile);
+    if (noDaemon.empty()) {
+        startAsDaemon(start);
+    } else {
+        start();
+    }
+    return true;
+}
+
+bool serviceStarted(TOParsing parser) {
+    const std::string kavDir = requiredValue(parser, "kav-dir");
+    const std::string service = requiredValue(parser, "service");
+    const std::string pidFile = optionalValue(parser, "service-pidfile");
+    finishPreamble(parser);
+
+    if (!isServiceRunning(kavDir, service, pidFile)) {
+        throw TUError("Service is not running");
+    }
+    std::cout << "Service is started" << std::endl;
+    return true;
+}
+
+bool killService(TOParsing parser) {
+    const std::string kavDir = requiredValue(parser, "kav-dir");
+    const std::string service = requiredValue(parser, "service");
+    const std::string pidFile = optionalValue(parser, "service-pidfile");
+    finishPreamble(parser);
+
+    if (!isServiceRunning(kavDir, service, pidFile)) {
+        throw TUError("Service is stopped already");
+    }
+    termByPidFile(kavDir, service, pidFile);
+    return true;
+}
+
+bool restartService(TOParsing parser) {
+    const std::string kavDir = requiredValue(parser, "kav-dir");
+    const std::string service = requiredValue(parser, "service");
+    const std::string pidFile = optionalValue(parser, "service-pidfile");
+    const std::string configFile = optionalValue(parser, "config-file");
+    finishPreamble(parser);
+
+    const bool running = isServiceRunning(kavDir, service, pidFile);
+    if (running && service == reloadable_service) {
+        reloadByPidFile(kavDir, service, pidFile);
+        return true;
+    }
+    // Deliberately without waiting for the old process to end: the two may overlap for a while.
+    if (running) {
+        termByPidFile(kavDir, service, pidFile);
+    }
+    startAsDaemon(TStartKAVService(kavDir, service, configFile, pidFile));
+    return true;
+}
