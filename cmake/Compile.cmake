@@ -1,0 +1,40 @@
+# How everything here is compiled and linked. Warnings become errors in the presets
+# (CMAKE_COMPILE_WARNING_AS_ERROR), so that a newer compiler cannot break a plain build.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+
+set(AVMANAGER_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
+if(AVMANAGER_SANITIZE)
+    add_compile_options(-fsanitize=${AVMANAGER_SANITIZE} -fno-sanitize-recover=all
+                        -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${AVMANAGER_SANITIZE})
+endif()
+
+option(AVMANAGER_COVERAGE "Count executed lines and branches" OFF)
+if(AVMANAGER_COVERAGE)
+    add_compile_options(--coverage)
+    add_link_options(--coverage)
+endif()
+
+# Asks CMake to link programs as position-independent where the compiler can.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+
+# A library of one folder. Includes are written from the root, so that a line of source tells
+# which layer it reaches for.
+function(avmanager_library name)
+    add_library(${name} STATIC ${ARGN})
+    target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}")
+endfunction()
+
+# What the shipped program adds: the loader resolves everything before main and then makes it
+# read-only, and the C library's own checks are compiled in.
+add_compile_options(-fstack-protector-strong)
+add_compile_definitions($<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
