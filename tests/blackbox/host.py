@@ -1,0 +1,233 @@
+"""A host for one run of the program, as far as the program can see.
+
+`Host` is a directory with a `path` of stand-ins for the system tools, a server tree `kav` whose
+programs are stand-ins too, and the `record` in which they note how they were called. The program
+runs with a scrubbed environment. This process adopts the orphans that a run leaves behind, so
+that a test sees how every process of a daemon start ended.
+"""
+
+import ctypes
+import os
+import shutil
+import signal
+import time
+from dataclasses import dataclass, field
+from pathlib import Path
+
+PROGRAM = os.environ["AVMANAGER"]
+PROBE = os.environ["PROBE"]
+TOOLS = ("cat", "cp", "chown")
+SERVER_PROGRAMS = ("aveserver", "keepup2date", "parse_avstat.pl", "other")
+BOUND = 20.0
+
+PR_SET_CHILD_SUBREAPER = 36
+ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+
+
+@dataclass
+class Result:
+    """What one run of the program left: its own end, and that of its orphans by pid."""
+
+    status: int
+    out: bytes
+    err: bytes
+    pid: int
+    orphans: dict = field(default_factory=dict)
+
+
+@dataclass
+class Report:
+    """What a stand-in was started with."""
+
+    argv: list
+    env: dict
+    fds: dict
+    values: dict
+
+    def __getattr__(self, name):
+        return self.values[name]
+
+
+def unescape(text):
+    """Undoes the %XX of the probe."""
+    out = bytearray()
+    at = 0
+    while at < len(text):
+        if text[at] == "%":
+            out.append(int(text[at + 1 : at + 3], 16))
+            at += 3
+        else:
+            out.append(ord(text[at]))
+            at += 1
+    return os.fsdecode(bytes(out))
+
+
+def wait_until(condition, what):
+    """Waits for a condition to hold; a test that waits for ever fails instead."""
+    end = time.monotonic() + BOUND
+    while not condition():
+        assert time.monotonic() < end, f"never happened: {what}"
+        time.sleep(0.005)
+
+
+def wait_for_end(pid):
+    """Waits for a child of ours; returns its raw wait status."""
+    ended = []
+
+    def gone():
+        found, status = os.waitpid(pid, os.WNOHANG)
+        if found:
+            ended.append(status)
+        return bool(found)
+
+    try:
+        wait_until(gone, f"end of process {pid}")
+    except AssertionError:
+        os.kill(pid, signal.SIGKILL)
+        os.waitpid(pid, 0)
+        raise
+    return ended[0]
+
+
+def children():
+    """The pids of this process's children, adopted ones included."""
+    own = os.getpid()
+    return [int(pid) for pid in Path(f"/proc/{own}/task/{own}/children").read_text().split()]
+
+
+class Host:
+    def __init__(self, directory):
+        self.dir = Path(directory)
+        self.path = self.dir / "path"
+        self.kav = self.dir / "kav"
+        self.record = self.dir / "record"
+        for made in (self.path, self.record, self.kav / "bin"):
+            made.mkdir(parents=True)
+        for tool in TOOLS:
+            shutil.copy(PROBE, self.path / tool)
+        for program in SERVER_PROGRAMS:
+            shutil.copy(PROBE, self.kav / "bin" / program)
+        self.env = {"PATH": str(self.path), "LC_ALL": "C", "HOME": str(self.dir)}
+
+    # --- setting up ---
+
+    def file(self, name, content=""):
+        """Makes a file in the host's directory; returns its path."""
+        path = self.dir / name
+        path.write_bytes(content if isinstance(content, bytes) else content.encode())
+        return path
+
+    def act(self, name, steps):
+        """Tells a stand-in what to do when it is called."""
+        (self.record / f"{name}.act").write_text(steps)
+
+    def remove(self, name):
+        """Takes a stand-in away."""
+        for place in (self.path, self.kav / "bin"):
+            (place / name).unlink(missing_ok=True)
+
+    def process(self, *verb):
+        """Starts a probe as a child of the test; returns its pid."""
+        out = os.open(self.dir / "process.out", os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o644)
+        pid = os.posix_spawn(
+            PROBE, ["probe", *verb], self.env,
+            file_actions=[(os.POSIX_SPAWN_DUP2, out, 1), (os.POSIX_SPAWN_CLOSE, out)],
+        )
+        os.close(out)
+        return pid
+
+    def server(self, pid_file):
+        """Starts a process that keeps a pid file and prints the signals that it gets."""
+        pid = self.process("serve", str(pid_file))
+        wait_until(pid_file.exists, "the server's pid file")
+        return pid
+
+    # --- running ---
+
+    def start(self, *arguments, env=None, prepare=None, argv0=PROGRAM):
+        """Starts the program without waiting; `prepare` runs in the child before exec."""
+        streams = {
+            0: (os.devnull, os.O_RDONLY),
+            1: (self.dir / "out", os.O_WRONLY | os.O_CREAT | os.O_TRUNC),
+            2: (self.dir / "err", os.O_WRONLY | os.O_CREAT | os.O_TRUNC),
+        }
+        pid = os.fork()
+        if pid == 0:
+            try:
+                for target, (path, flags) in streams.items():
+                    opened = os.open(path, flags, 0o644)
+                    os.dup2(opened, target)
+                    os.close(opened)
+                os.closerange(3, 256)
+                if prepare:
+                    prepare()
+                os.execve(PROGRAM, [argv0, *map(os.fspath, arguments)],
+                          self.env if env is None else env)
+            finally:
+                os._exit(124)
+        return pid
+
+    def run(self, *arguments, settle=True, **options):
+        """Runs the program to its end, and with `settle` also the processes it leaves."""
+        pid = self.start(*arguments, **options)
+        others = set(children()) - {pid}
+        status = wait_for_end(pid)
+        result = Result(os.waitstatus_to_exitcode(status), b"", b"", pid)
+        if settle:
+            result.orphans = self.settle(others)
+        result.out = (self.dir / "out").read_bytes()
+        result.err = (self.dir / "err").read_bytes()
+        return result
+
+    def settle(self, others=()):
+        """Waits for every adopted process to end; returns their exit codes by pid."""
+        orphans = {}
+        while left := set(children()) - set(others):
+            for pid in left:
+                orphans[pid] = os.waitstatus_to_exitcode(wait_for_end(pid))
+        return orphans
+
+    def shut_down(self):
+        """Ends whatever a test left running."""
+        while left := children():
+            for pid in left:
+                os.kill(pid, signal.SIGKILL)
+                os.waitpid(pid, 0)
+        for left in Path("/tmp").glob("zrckav_*"):
+            shutil.rmtree(left) if left.is_dir() else left.unlink()
+
+    # --- looking ---
+
+    def calls(self):
+        """The calls of stand-ins so far: one text of name and arguments for each."""
+        path = self.record / "calls"
+        lines = path.read_text().splitlines() if path.exists() else []
+        return [" ".join(unescape(word) for word in line.split(" ")) for line in lines]
+
+    def reports(self, name):
+        """What the calls of a stand-in were started with, in the order of their pids."""
+        found = [path for path in self.record.glob(f"{name}.*") if path.suffix != ".act"]
+        return [self._report(path) for path in sorted(found, key=lambda p: int(p.suffix[1:]))]
+
+    @staticmethod
+    def _report(path):
+        report = Report([], {}, {}, {})
+        for line in path.read_text().splitlines():
+            key, _, value = line.partition(" ")
+            if key == "argv":
+                report.argv.append(unescape(value))
+            elif key == "env":
+                name, _, text = unescape(value).partition("=")
+                report.env[name] = text
+            elif key == "fd":
+                number, _, target = value.partition(" ")
+                report.fds[int(number)] = unescape(target)
+            else:
+                report.values[key] = unescape(value)
+        return report
+
+
+def errors_file(service):
+    """The content of a service's errors file, or None where there is none."""
+    path = Path(f"/tmp/zrckav_{service}_errors")
+    return path.read_text() if path.exists() else None

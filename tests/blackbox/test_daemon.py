@@ -1,0 +1,199 @@
+"""The processes of a daemon start: their kinship, streams, signals and inherited state."""
+
+import os
+import signal
+
+from host import errors_file, wait_until
+
+
+def start(host, *more, service="other", **options):
+    return host.run("--start-service", f"--kav-dir={host.kav}", f"--service={service}", *more,
+                    **options)
+
+
+def only_report(host, name="other"):
+    (report,) = host.reports(name)
+    return report
+
+
+def test_the_invoking_process_ends_while_the_service_runs(host):
+    host.act("other", f"serve {host.dir}/pid")
+    result = start(host, settle=False)
+    assert (result.status, result.out, result.err) == (0, b"", b"")
+    wait_until((host.dir / "pid").exists, "the service's pid file")
+    os.kill(int((host.dir / "pid").read_text()), signal.SIGTERM)
+    host.settle()
+    assert errors_file("other") == "0"
+
+
+def test_the_service_has_three_null_streams(host):
+    start(host)
+    assert only_report(host).fds == {0: "/dev/null", 1: "/dev/null", 2: "/dev/null"}
+
+
+def test_the_service_has_three_null_streams_whichever_were_closed(host):
+    for closed in range(8):
+        def close_streams(closed=closed):
+            for stream in range(3):
+                if closed & 1 << stream:
+                    os.close(stream)
+
+        start(host, prepare=close_streams)
+        report = host.reports("other")[-1]
+        assert {n: report.fds.get(n) for n in range(3)} == dict.fromkeys(range(3), "/dev/null")
+
+
+def test_the_service_is_in_a_session_of_its_own_and_not_its_leader(host):
+    result = start(host)
+    report = only_report(host)
+    assert int(report.sid) not in (os.getsid(0), result.pid, int(report.pid))
+    assert report.sid == report.pgid
+    assert int(report.sid) in result.orphans
+
+
+def test_who_waits_for_whom(host):
+    """The service process runs the program and is itself left to whoever adopts orphans."""
+    result = start(host)
+    report = only_report(host)
+    service_process = int(report.ppid)
+    assert service_process in result.orphans
+    assert result.orphans[service_process] == 0
+    assert int(report.pid) not in result.orphans
+
+
+def test_hangup_stays_ignored_in_the_program(host):
+    start(host)
+    assert int(only_report(host).ignored, 16) & 1 << signal.SIGHUP - 1
+
+
+def test_only_hangup_is_ignored(host):
+    def plain():
+        for number in (signal.SIGPIPE, signal.SIGXFSZ):
+            signal.signal(number, signal.SIG_DFL)
+
+    start(host, prepare=plain)
+    report = only_report(host)
+    assert int(report.ignored, 16) == 1 << signal.SIGHUP - 1
+    assert int(report.blocked, 16) == 0
+
+
+def test_foreground_leaves_hangup_alone(host):
+    start(host, "--no-daemon=1")
+    assert not int(only_report(host).ignored, 16) & 1 << signal.SIGHUP - 1
+
+
+def test_ignored_child_signal_is_not_reset(host):
+    """Nothing can be reaped then, so the service process fails after its program has run."""
+    result = start(host, prepare=lambda: signal.signal(signal.SIGCHLD, signal.SIG_IGN))
+    assert int(only_report(host).ignored, 16) & 1 << signal.SIGCHLD - 1
+    assert 255 in result.orphans.values()
+    assert errors_file("other") is None
+
+
+def test_working_directory_and_umask_stay(host):
+    def move():
+        os.chdir(host.kav)
+        os.umask(0o027)
+
+    start(host, prepare=move)
+    assert only_report(host).cwd == str(host.kav)
+    assert only_report(host).umask == "27"
+
+
+def test_environment_is_passed_on(host):
+    start(host, env={**host.env, "MARK": "a b"})
+    assert only_report(host).env == {**host.env, "MARK": "a b"}
+
+
+def test_errors_file_gets_the_umask(host):
+    start(host, prepare=lambda: os.umask(0o027))
+    assert os.stat("/tmp/zrckav_other_errors").st_mode & 0o777 == 0o640
+
+
+def test_the_capture_of_the_pid_file_stays_open_in_the_service(host):
+    host.file("pid")
+    start(host, f"--service-pidfile={host.dir}/pid")
+    fds = only_report(host).fds
+    assert sorted(fds) == [0, 1, 2, 3]
+    assert fds[3].startswith("pipe:")
+
+
+def test_the_first_element_is_the_program_path(host):
+    start(host)
+    assert only_report(host).argv == [f"{host.kav}/bin/other"]
+
+
+def test_a_kav_dir_with_a_slash_doubles_it(host):
+    host.run("--start-service", f"--kav-dir={host.kav}/", "--service=other")
+    assert only_report(host).argv == [f"{host.kav}//bin/other"]
+
+
+def test_a_program_that_is_not_executable(host):
+    (host.kav / "bin/other").chmod(0o644)
+    result = start(host)
+    assert (result.status, result.out) == (0, b"")
+    assert 255 in result.orphans.values()
+    assert errors_file("other") == "13"
+
+
+def test_a_program_that_is_not_executable_in_the_foreground(host):
+    (host.kav / "bin/other").chmod(0o644)
+    result = start(host, "--no-daemon=1")
+    assert (result.status, result.out) == (1, b"Permission denied\nService failed\n")
+    assert errors_file("other") == "1"
+
+
+def test_a_program_without_an_interpreter_line_still_runs(host):
+    (host.kav / "bin/other").write_text("echo $0 >&2\nexit 5\n")
+    result = start(host, "--no-daemon=1")
+    assert (result.status, result.out) == (1, b"Service failed\n")
+    assert result.err.decode() == f"{host.kav}/bin/other\n"
+    assert errors_file("other") == "5"
+
+
+def test_a_stopped_program_counts_as_ended_by_a_signal(host):
+    host.act("other", "stop")
+    result = start(host, settle=False)
+    assert result.status == 0
+    wait_until(lambda: host.reports("other"), "the program's start")
+    program = int(only_report(host).pid)
+    service_process = int(only_report(host).ppid)
+    wait_until(lambda: not os.path.exists(f"/proc/{service_process}/exe"), "the body's end")
+    assert errors_file("other") is None
+    os.kill(program, signal.SIGKILL)
+    host.settle()
+
+
+def test_an_old_errors_file_is_gone_while_the_program_runs(host):
+    start(host)
+    assert errors_file("other") == "0"
+    host.act("other", "die 15")
+    start(host)
+    assert errors_file("other") is None
+
+
+def test_a_skipped_statistics_run_removes_the_old_errors_file(host):
+    config = host.file("conf")
+    start(host, f"--config-file={config}", "--no-daemon=1", service="parse_avstat.pl")
+    assert errors_file("parse_avstat.pl") == "0"
+    start(host, "--no-daemon=1", service="parse_avstat.pl")
+    assert errors_file("parse_avstat.pl") is None
+
+
+def test_every_exit_code_is_recorded(host):
+    for code in range(256):
+        host.act("other", f"exit {code}")
+        result = start(host, "--no-daemon=1")
+        assert errors_file("other") == str(code)
+        assert result.status == (1 if code else 0)
+        assert result.out == (b"Service failed\n" if code else b"")
+
+
+def test_the_text_is_attached_before_the_file(host):
+    """The errors file's cat: the feeding process was forked while output was still unmoved."""
+    start(host, "--no-daemon=1")
+    (cat,) = host.reports("cat")
+    assert cat.argv == ["cat"]
+    assert cat.fds[0].startswith("pipe:")
+    assert cat.fds[1] == "/tmp/zrckav_other_errors"
+    assert sorted(cat.fds) == [0, 1, 2]
