@@ -1,9 +1,9 @@
 #include "manager/daemon.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 
 #include "manager/manager.h"

@@ -1,8 +1,8 @@
 #include "manager/pid_file.h"
 
-#include <signal.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <sstream>
 
 #include "lib/sys/output.h"

@@ -1,6 +1,6 @@
-#include <signal.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <iostream>
 
 #include "lib/sys/function_call.h"

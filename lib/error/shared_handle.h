@@ -26,7 +26,7 @@ class SharedHandle {
     explicit SharedHandle(T* object = nullptr) : object_(object) {
         std::unique_ptr<T> guard(object);
         count_ = new int(1);
-        guard.release();
+        static_cast<void>(guard.release());
     }
 
     SharedHandle(const SharedHandle& other) noexcept
@@ -36,10 +36,10 @@ class SharedHandle {
         }
     }
 
-    SharedHandle& operator=(const SharedHandle& other) noexcept {
-        SharedHandle copy(other);
-        std::swap(object_, copy.object_);
-        std::swap(count_, copy.count_);
+    // By value: the copy is made before anything is given up, so self-assignment is safe.
+    SharedHandle& operator=(SharedHandle other) noexcept {
+        std::swap(object_, other.object_);
+        std::swap(count_, other.count_);
         return *this;
     }
 

@@ -132,6 +132,7 @@ void TOParsing::exceptions(std::uint64_t mask) noexcept { state_->mask = mask; }
 
 const TOpts& TOParsing::options() const noexcept { return state_->options; }
 
+// NOLINTNEXTLINE(bugprone-exception-escape): the check at release is what results are for
 TOParsing::TResult::~TResult() noexcept(false) { raisePending(parser_); }
 
 const TOParsing::TResult& TOParsing::TResult::operator>>(std::string& target) const {

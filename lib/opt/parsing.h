@@ -114,7 +114,7 @@ class TOParsing::TResult {
 
     // Throws TNoLOpt, TNoSOpt or TBadLOpt when the latest query failed, was not cleared, was
     // not checked before and the mask has its bit. Never while another exception unwinds.
-    ~TResult() noexcept(false);
+    ~TResult() noexcept(false);  // NOLINT(bugprone-exception-escape): its purpose
 
     // True when the option was found and suits.
     explicit operator bool() const noexcept { return found_; }

@@ -1,11 +1,11 @@
 #include "lib/sys/after_fork.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -50,7 +50,7 @@ void replaceByPipeEnd(int target, int end, int otherEnd) {
 [[noreturn]] void writeAndExit(const TPipe& pipe, const std::string& text) {
     // A reader that could not be started leaves a pipe that nobody reads. This process is to
     // end with status 0 all the same, not by a signal.
-    ::signal(SIGPIPE, SIG_IGN);
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     replaceByPipeEnd(STDOUT_FILENO, pipe.writeEnd, pipe.readEnd);
     std::cout << text << std::flush;
     std::exit(0);

@@ -39,18 +39,19 @@ template <class Runner>
 class TAttachments {
   public:
     // Standard output to a file, created with 0664 less the umask; truncated or appended to.
-    Runner toFile(const std::string& path) const;
-    Runner appendToFile(const std::string& path) const;
+    [[nodiscard]] Runner toFile(const std::string& path) const;
+    [[nodiscard]] Runner appendToFile(const std::string& path) const;
 
     // Any descriptor to a file, as above.
-    Runner redirectToFile(int descriptor, const std::string& path, bool append) const;
+    [[nodiscard]] Runner redirectToFile(int descriptor, const std::string& path,
+                                        bool append) const;
 
     // The descriptor `target` becomes a copy of `source`, as the shell's target>&source.
-    Runner redirect(int target, int source) const;
+    [[nodiscard]] Runner redirect(int target, int source) const;
 
     // Standard input from a file or from a text.
-    Runner fromFile(const std::string& path) const;
-    Runner fromText(const std::string& text) const;
+    [[nodiscard]] Runner fromFile(const std::string& path) const;
+    [[nodiscard]] Runner fromText(const std::string& text) const;
 };
 
 // One program with its arguments, mode and preparer. Copies share arguments and preparer. A run
@@ -80,16 +81,16 @@ class TExec : public TAttachments<TExec> {
 
     // A copy with one more preparer, whose hooks run after those of the earlier ones. The named
     // attachments of TAttachments are built on it.
-    TExec with(const Preparer& prepare) const;
+    [[nodiscard]] TExec with(const Preparer& prepare) const;
 
     // --- mode ---
 
     // A copy with the given mode.
-    TExec withMode(std::uint64_t mode) const;
+    [[nodiscard]] TExec withMode(std::uint64_t mode) const;
 
     // A copy with the given bits toggled. Deliberately an exclusive or and not a clearing:
     // toggling twice gives the runner back.
-    TExec withModeToggled(std::uint64_t bits) const;
+    [[nodiscard]] TExec withModeToggled(std::uint64_t bits) const;
 
     // For preparers, from within a run: this runner's own mode, for this run and later ones.
     void setMode(std::uint64_t mode) noexcept { mode_ = mode; }

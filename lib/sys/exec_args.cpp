@@ -47,13 +47,12 @@ TEArgs& TEArgs::operator<<(const char* argument) {
     return *this;
 }
 
-TEArgs& TEArgs::append(const TEArgs& other) {
+// By value: appended to itself, the list shares its elements with the parameter and so
+// detaches, and never inserts from the vector that it is growing.
+TEArgs& TEArgs::append(TEArgs other) {
     requireRoom(other.size());
-    // Holding the other list shares it: appended to itself, the list detaches from this copy
-    // and so never inserts from the vector that it is growing.
-    const TEArgs tail(other);
-    detach(tail.size());
-    elements_->insert(elements_->end(), tail.elements().begin(), tail.elements().end());
+    detach(other.size());
+    elements_->insert(elements_->end(), other.elements().begin(), other.elements().end());
     return *this;
 }
 

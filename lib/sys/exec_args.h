@@ -34,9 +34,10 @@ class TEArgs {
     TEArgs& operator<<(const std::string& argument);
     TEArgs& operator<<(const char* argument);
 
-    // Appends every element of another list, which may be this one. Throws TOverflow when both
-    // together hold more than max_size elements, and leaves the list as it was after any error.
-    TEArgs& append(const TEArgs& other);
+    // Appends every element of another list, which may be this one (then it doubles). Throws
+    // TOverflow when both together hold more than max_size elements, and leaves the list as it
+    // was after any error.
+    TEArgs& append(TEArgs other);
 
     // Copy-and-add: a new list with one more element; this one is untouched. Throws TOverflow.
     TEArgs operator+(const char* argument) const;

@@ -26,7 +26,7 @@ class TExecList : public TAttachments<TExecList> {
 
     // A copy whose last program, the output end, has one more preparer. A copy and nothing more
     // for an empty list.
-    TExecList with(const TExec::Preparer& prepare) const;
+    [[nodiscard]] TExecList with(const TExec::Preparer& prepare) const;
 
   private:
     std::list<TExec> programs_;
