@@ -22,9 +22,11 @@ if(AVMANAGER_COVERAGE)
     add_link_options(--coverage)
 endif()
 
-# Asks CMake to link programs as position-independent where the compiler can.
-include(CheckPIESupported)
-check_pie_supported(LANGUAGES CXX)
+# The loader resolves everything before main and then makes it read-only, and the C library's
+# own checks are compiled in. Sections, so that the linker can drop what nobody calls.
+add_compile_options(-fstack-protector-strong -ffunction-sections -fdata-sections)
+add_compile_definitions($<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 
 # A library of one folder. Includes are written from the root, so that a line of source tells
 # which layer it reaches for.
@@ -32,9 +34,3 @@ function(avmanager_library name)
     add_library(${name} STATIC ${ARGN})
     target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}")
 endfunction()
-
-# What the shipped program adds: the loader resolves everything before main and then makes it
-# read-only, and the C library's own checks are compiled in.
-add_compile_options(-fstack-protector-strong)
-add_compile_definitions($<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
-add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
