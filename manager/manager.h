@@ -17,6 +17,19 @@
 class TUError {
   public:
     explicit TUError(const std::string& message) : message_(message) {}
+
+    // Never throws, since catching by value copies, and a copy that throws there would end the
+    // process. Without memory the text becomes what the front end says of refused memory.
+    TUError(const TUError& other) noexcept {
+        try {
+            message_ = other.message_;
+        } catch (...) {
+            message_ = "Error";  // short enough to need no memory
+        }
+    }
+    TUError& operator=(const TUError&) = delete;
+    ~TUError() = default;
+
     const std::string& message() const noexcept { return message_; }
 
   private:

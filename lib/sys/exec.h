@@ -27,6 +27,9 @@ inline constexpr std::uint64_t wait_mode = 2;  // wait for the child and report 
 inline constexpr std::uint64_t path_mode = 4;  // find the program through PATH
 inline constexpr std::uint64_t mode_mask = fork_mode | wait_mode | path_mode;
 
+// For users of the library that refuse an argument list themselves; no operation raises it.
+extern const std::string bad_execute_arguments;  // "Bad execute arguments"
+
 // What a run reports.
 struct TExecResult {
     std::int32_t pid;   // the child, or -1 when a preparer declined an error
