@@ -2,7 +2,6 @@
 
 #include <search.h>
 
-#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -50,8 +49,8 @@ std::uint64_t grown_capacity(const conf_table* pconf) {
 
 int grow(conf_table* pconf) {
     const std::uint64_t capacity = grown_capacity(pconf);
-    void* const larger =
-        capacity == 0 ? nullptr : std::realloc(pconf->data, capacity * sizeof(conf_entry));
+    const std::uint64_t bytes = capacity * sizeof(conf_entry);
+    void* const larger = bytes == 0 ? nullptr : std::realloc(pconf->data, bytes);
     if (larger == nullptr) {
         return out_of_memory("Unable to read configuration: %s");
     }
@@ -62,10 +61,13 @@ int grow(conf_table* pconf) {
     return 0;
 }
 
-// Bytes of 128 and above are neither white space nor part of a name, whatever the locale.
-bool is_space(char c) { return ::isascii(c) != 0 && std::isspace(c) != 0; }
+// Not <cctype>: whatever the locale, bytes of 128 and above are neither, and calls cost time.
+bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-bool is_name_part(char c) { return ::isascii(c) != 0 && (std::isalnum(c) != 0 || c == '_'); }
+bool is_name_part(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           c == '_';
+}
 
 char* skip_space(char* text) {
     while (is_space(*text)) {
@@ -74,9 +76,8 @@ char* skip_space(char* text) {
     return text;
 }
 
-// Deliberate: white space toggles the marker instead of setting it once, so a run of two before
-// the end is kept whole and only a run of odd length loses its last character. Files in use
-// depend on it: one line feed, or one blank before a comment, is what usually ends a value.
+// Deliberate, files in use depend on it: white space toggles the marker, so before the end a
+// run of even length is kept and one of odd length, like a line feed, loses its last character.
 char* find_value_end(char* value) {
     char* marker = nullptr;
     char* end = value + 1;
@@ -104,8 +105,7 @@ int add_line(char* line, conf_table* pconf) {
     return 0;
 }
 
-// Returns 0 at the end of the file. On failure -1, with `failed_read` telling a failed read
-// from a failed addition, and errno as the failing call left it.
+// Returns 0 at the end of the file, else -1 with errno; `failed_read` tells which call failed.
 int add_lines(std::FILE* file, conf_table* pconf, bool* failed_read) {
     char* line = nullptr;
     std::size_t room = 0;
@@ -227,8 +227,7 @@ void conf_finalize_r(conf_table* pconf) {
 
 const char* conf_get_r(const char* name, const conf_table* pconf) {
     assert_usable(pconf);
-    // The key is only compared, never written to.
-    const conf_entry key = {const_cast<char*>(name), nullptr};
+    const conf_entry key = {const_cast<char*>(name), nullptr};  // only compared with
     std::size_t count = pconf->nmemb;
     const auto* const found =
         pconf->sorted != 0
