@@ -1,6 +1,7 @@
 """Fixtures of the black-box tests, and the rule that a skip is never silent."""
 
 import os
+import shutil
 
 import pytest
 
@@ -13,6 +14,8 @@ def host(tmp_path):
     made = Host(tmp_path)
     yield made
     made.shut_down()
+    # Its stand-ins are some megabytes, and a private /tmp is memory.
+    shutil.rmtree(tmp_path, ignore_errors=True)
 
 
 def pytest_sessionfinish(session, exitstatus):

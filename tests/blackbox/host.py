@@ -65,9 +65,11 @@ def unescape(text):
 def wait_until(condition, what):
     """Waits for a condition to hold; a test that waits for ever fails instead."""
     end = time.monotonic() + BOUND
+    pause = 0.0005
     while not condition():
         assert time.monotonic() < end, f"never happened: {what}"
-        time.sleep(0.005)
+        time.sleep(pause)
+        pause = min(2 * pause, 0.02)
 
 
 def wait_for_end(pid):
@@ -169,8 +171,9 @@ class Host:
 
     def run(self, *arguments, settle=True, **options):
         """Runs the program to its end, and with `settle` also the processes it leaves."""
+        # Before the start: a quick run's own processes may be adopted as soon as it returns.
+        others = set(children())
         pid = self.start(*arguments, **options)
-        others = set(children()) - {pid}
         status = wait_for_end(pid)
         result = Result(os.waitstatus_to_exitcode(status), b"", b"", pid)
         if settle:

@@ -11,6 +11,9 @@
 //   both OUT ERR   writes a line to each standard stream
 //   count          prints the number of bytes on standard input
 //   sleep SECONDS  sleeps, then exits with 0
+//   serve FILE [remove]
+//                  writes its pid into FILE, prints "HUP" for every SIGHUP, and on SIGTERM
+//                  removes FILE if so told, prints "TERM" and exits with 0
 //
 // Under any other name it stands in for the program of that name. It looks for a directory
 // `record` beside its own directory or above it, and there
@@ -24,100 +27,25 @@
 // ppid, pgid, sid, uid, umask, cwd, ignored and blocked (signal masks in hexadecimal). Bytes
 // outside printable ASCII, and "%", are written as %XX.
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
-extern char** environ;
+#include "tests/support/probe_report.h"
 
 namespace {
 
+using probe::escaped;
+using probe::linkTarget;
 using Words = std::vector<std::string>;
-
-std::string escaped(const std::string& text) {
-    std::string result;
-    for (const char c : text) {
-        if (c > ' ' && c < 127 && c != '%') {
-            result += c;
-        } else {
-            char hex[4];
-            std::snprintf(hex, sizeof hex, "%%%02X",
-                          static_cast<unsigned>(static_cast<unsigned char>(c)));
-            result += hex;
-        }
-    }
-    return result;
-}
-
-std::string linkTarget(const std::string& path) {
-    char target[4096];
-    const ssize_t length = ::readlink(path.c_str(), target, sizeof target);
-    return length < 0 ? std::string() : std::string(target, static_cast<std::size_t>(length));
-}
-
-// Taken as the first thing in main: whatever is opened later is not inherited.
-std::string describeDescriptors() {
-    std::ostringstream list;
-    DIR* const directory = ::opendir("/proc/self/fd");
-    if (directory == nullptr) {
-        return {};
-    }
-    std::set<int> numbers;
-    while (const dirent* const entry = ::readdir(directory)) {
-        if (entry->d_name[0] != '.') {
-            numbers.insert(std::atoi(entry->d_name));
-        }
-    }
-    numbers.erase(::dirfd(directory));
-    ::closedir(directory);
-    for (const int number : numbers) {
-        list << "fd " << number << ' '
-             << escaped(linkTarget("/proc/self/fd/" + std::to_string(number))) << '\n';
-    }
-    return list.str();
-}
-
-std::string describeSignals() {
-    std::ostringstream list;
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("SigIgn:")) {
-            list << "ignored " << line.substr(8) << '\n';
-        } else if (line.starts_with("SigBlk:")) {
-            list << "blocked " << line.substr(8) << '\n';
-        }
-    }
-    return list.str();
-}
-
-std::string describe(char** argv, const std::string& descriptors) {
-    std::ostringstream report;
-    for (char** argument = argv; *argument != nullptr; ++argument) {
-        report << "argv " << escaped(*argument) << '\n';
-    }
-    for (char** variable = environ; *variable != nullptr; ++variable) {
-        report << "env " << escaped(*variable) << '\n';
-    }
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    report << descriptors << "pid " << ::getpid() << "\nppid " << ::getppid() << "\npgid "
-           << ::getpgrp() << "\nsid " << ::getsid(0) << "\nuid " << ::getuid() << "\numask "
-           << std::oct << mask << std::dec << "\ncwd " << escaped(linkTarget("/proc/self/cwd"))
-           << '\n'
-           << describeSignals();
-    return report.str();
-}
 
 void writeBytes(long long count) {
     const std::string block(4096, 'x');
@@ -138,6 +66,30 @@ long long countInput() {
         count += length;
     }
     return count;
+}
+
+std::string fileToRemove;
+
+void onSignal(int signal) {
+    const char* const text = signal == SIGHUP ? "HUP\n" : "TERM\n";
+    if (signal == SIGTERM && !fileToRemove.empty()) {
+        ::unlink(fileToRemove.c_str());
+    }
+    if (::write(STDOUT_FILENO, text, std::strlen(text)) < 0 || signal == SIGTERM) {
+        ::_exit(0);
+    }
+}
+
+// The pid file appears by a rename: whoever sees it reads a whole number.
+[[noreturn]] void serve(const std::string& pidFile, bool remove) {
+    fileToRemove = remove ? pidFile : std::string();
+    ::signal(SIGHUP, onSignal);
+    ::signal(SIGTERM, onSignal);
+    std::ofstream(pidFile + ".new") << ::getpid() << '\n';
+    std::rename((pidFile + ".new").c_str(), pidFile.c_str());
+    for (;;) {
+        ::pause();
+    }
 }
 
 void say(FILE* stream, const std::string& text) {
@@ -171,6 +123,8 @@ void act(const Words& words, char** argv, const std::string& report) {
         say(stdout, std::to_string(countInput()));
     } else if (verb == "sleep") {
         ::usleep(static_cast<useconds_t>(std::atof(words.at(1).c_str()) * 1e6));
+    } else if (verb == "serve") {
+        serve(words.at(1), words.size() > 2);
     } else if (verb == "exec") {
         ::execv(words.at(1).c_str(), argv);
         std::exit(126);
@@ -233,7 +187,7 @@ void standIn(const std::string& name, char** argv, const std::string& report) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const std::string report = describe(argv, describeDescriptors());
+    const std::string report = probe::describe(argv, probe::describeDescriptors());
     const char* const slash = std::strrchr(argv[0], '/');
     const std::string name = slash == nullptr ? argv[0] : slash + 1;
     if (name != "probe") {
