@@ -1,0 +1,248 @@
+#include "manager/pid_file.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <climits>
+#include <stdexcept>
+
+#include "tests/lib/sys/runs.h"
+#include "tests/manager/host.h"
+
+namespace {
+
+using test::isolated;
+using test::reap;
+using test::settled;
+
+class PidFile : public test::RunTest {
+  protected:
+    // What happens with the host's cat, in a child; failures there are failures here.
+    void onHost(const std::function<void()>& body) {
+        isolated([&] {
+            host.enter();
+            body();
+        });
+    }
+
+    std::string failure(const std::string& path) {
+        try {
+            readPidFile("", "", path);
+        } catch (const zarnic::TError& error) {
+            return "TError";
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+        return "none";
+    }
+
+    test::Host host;
+};
+
+// Waits to be signalled, in a process group of its own, which exists once this returns.
+pid_t target() {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::setpgid(0, 0);
+        ::signal(SIGTERM, SIG_DFL);
+        for (;;) {
+            ::pause();
+        }
+    }
+    ::setpgid(pid, pid);
+    return pid;
+}
+
+TEST_F(PidFile, TheNumberAtTheStartOfTheTextIsThePid) {
+    const std::pair<const char*, int> table[] = {
+        {"1", 1},
+        {"12\n", 12},
+        {" 12", 12},
+        {" \t\n\v\f\r12", 12},
+        {"1 2", 1},
+        {"12x99\n", 12},
+        {"12.5", 12},
+        {"1,234", 1},
+        {"+5", 5},
+        {"007", 7},
+        {"0x10", 0},
+        {"0\n", 0},
+        {"-0", 0},
+        {"-5\n", -5},
+        {"2147483647", INT_MAX},
+        {"12-3", 12},
+        {"1e3", 1},
+        {"00000000000000000000012", 12},
+        {"-2147483648", INT_MIN},
+    };
+    for (const auto& [text, pid] : table) {
+        EXPECT_EQ(pidFromText(text), pid) << text;
+    }
+}
+
+TEST_F(PidFile, ATextWithoutANumberAtItsStartIsNoProcess) {
+    for (const char* const text : {"", " ", "\n", "\n\n", "x", "x12", "pid 12", "- 5", "--5",
+                                   "+", "-", "+-5", "+ 5", ".5", "#12",
+                                   "\xc2\xa0"
+                                   "12"}) {
+        EXPECT_EQ(pidFromText(text), 0) << text;
+    }
+}
+
+// What the stream stores then is the nearest int: a signal sent to that would be a lie.
+TEST_F(PidFile, ANumberThatAnIntDoesNotHoldIsNoProcess) {
+    for (const char* const text :
+         {"2147483648", "-2147483649", "4294967297", "18446744073709551617",
+          "99999999999999999999999999", "-99999999999999999999999999"}) {
+        EXPECT_EQ(pidFromText(text), 0) << text;
+    }
+}
+
+TEST_F(PidFile, EverySingleByteButADigitIsNoProcess) {
+    for (int byte = 0; byte < 256; ++byte) {
+        const int expected = byte >= '0' && byte <= '9' ? byte - '0' : 0;
+        EXPECT_EQ(pidFromText(std::string(1, static_cast<char>(byte))), expected) << byte;
+    }
+}
+
+TEST_F(PidFile, OnlyWhiteSpaceASignOrADigitMayPrecedeTheNumber) {
+    const std::string blanks = " \t\n\v\f\r+";
+    for (int byte = 0; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        int expected = blanks.find(c) != std::string::npos ? 34 : 0;
+        expected = c == '-' ? -34 : expected;
+        expected = c >= '0' && c <= '9' ? (c - '0') * 100 + 34 : expected;
+        EXPECT_EQ(pidFromText(std::string(1, c) + "34"), expected) << byte;
+    }
+}
+
+TEST_F(PidFile, EveryByteButADigitEndsTheNumber) {
+    for (int byte = 0; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        const int expected = c >= '0' && c <= '9' ? 340 + (c - '0') : 34;
+        EXPECT_EQ(pidFromText(std::string("34") + c), expected) << byte;
+    }
+}
+
+TEST_F(PidFile, TheTextIsReadWholeAndAsItIs) {
+    onHost([&] {
+        for (const std::string text : {"12\n", "12", " 12 \n\n", "\n", "any text\n"}) {
+            EXPECT_EQ(readPidFile("", "", host.file("pid", text)), text);
+        }
+        const std::string bytes("\0\xff\n\0", 4);
+        EXPECT_EQ(readPidFile("", "", host.file("pid", bytes)), bytes);
+        EXPECT_EQ(readPidFile("", "", host.file("pid", std::string(5000, '1'))).size(), 5000U);
+    });
+}
+
+TEST_F(PidFile, ItIsReadThroughCat) {
+    host.act("cat", "args printed; exit 0");
+    onHost([&] { EXPECT_EQ(readPidFile("", "", host.file("pid", "12")), "printed\n"); });
+    EXPECT_EQ(host.calls(), test::Words({"cat " + (host / "pid")}));
+}
+
+TEST_F(PidFile, OnlyThePidFileIsUsed) {
+    onHost([&] {
+        EXPECT_EQ(readPidFile("/any", "../name", host.file("pid", "12")), "12");
+        EXPECT_EQ(readPidFile(host.file("a", "1"), host.file("b", "2"), ""), "");
+    });
+    EXPECT_EQ(host.calls("cat"), 1);
+}
+
+TEST_F(PidFile, WithoutAFileToReadTheTextIsEmptyAndNothingRuns) {
+    onHost([&] {
+        EXPECT_EQ(readPidFile("", "", ""), "");
+        EXPECT_EQ(readPidFile("", "", host / "none"), "");
+        EXPECT_EQ(readPidFile("", "", host.file("file") + "/below"), "");
+        EXPECT_FALSE(isServiceRunning("", "", ""));
+        EXPECT_FALSE(isServiceRunning("", "", host / "none"));
+        termByPidFile("", "", "");
+        termByPidFile("", "", host / "none");
+    });
+    EXPECT_EQ(host.calls(), test::Words());
+}
+
+TEST_F(PidFile, AFailingCatIsThrownAsNoLibraryError) {
+    onHost([&] {
+        const std::string pidFile = host.file("pid", "12");
+        host.act("cat", "args 34; exit 3");
+        EXPECT_EQ(failure(pidFile), "child failed (exit code=3): 34\n");
+        host.act("cat", "args 34; die 15");
+        EXPECT_EQ(failure(pidFile), "child failed (status=15): 34\n");
+    });
+}
+
+TEST_F(PidFile, ADirectoryInItsPlaceIsAFailingCat) {
+    onHost([&] { EXPECT_EQ(failure(host.kav()), "child failed (exit code=1): "); });
+}
+
+TEST_F(PidFile, AFailingCatIsThrownByEveryOperation) {
+    host.act("cat", "exit 1");
+    onHost([&] {
+        const std::string pidFile = host.file("pid", "12");
+        EXPECT_THROW(isServiceRunning("", "", pidFile), std::runtime_error);
+        EXPECT_THROW(termByPidFile("", "", pidFile), std::runtime_error);
+    });
+}
+
+TEST_F(PidFile, AnyTextMeansRunningEvenOfAProcessThatDoesNotExist) {
+    onHost([&] {
+        for (const char* const text : {"2147483647\n", "0", "\n", "x", "-"}) {
+            EXPECT_TRUE(isServiceRunning("", "", host.file("pid", text))) << text;
+        }
+        EXPECT_FALSE(isServiceRunning("", "", host.file("pid", "")));
+    });
+}
+
+TEST_F(PidFile, TheProcessIsSentSigterm) {
+    onHost([&] {
+        const pid_t pid = target();
+        termByPidFile("", "", host.file("pid", std::to_string(pid) + "\n"));
+        EXPECT_EQ(reap(pid), SIGTERM);
+    });
+    EXPECT_EQ(host.calls("cat"), 1);
+}
+
+TEST_F(PidFile, ANegativeNumberIsSentToThatProcessGroup) {
+    onHost([&] {
+        const pid_t pid = target();
+        termByPidFile("", "", host.file("pid", "-" + std::to_string(pid)));
+        EXPECT_EQ(reap(pid), SIGTERM);
+    });
+}
+
+TEST_F(PidFile, NoWaitFollowsTheSignal) {
+    onHost([&] {
+        const pid_t pid = target();
+        ASSERT_EQ(::kill(pid, SIGSTOP), 0);
+        ASSERT_EQ(::waitpid(pid, nullptr, WUNTRACED), pid);
+        termByPidFile("", "", host.file("pid", std::to_string(pid)));
+        EXPECT_EQ(::waitpid(pid, nullptr, WNOHANG), 0);
+        ASSERT_EQ(::kill(pid, SIGCONT), 0);
+        EXPECT_EQ(reap(pid), SIGTERM);
+    });
+}
+
+// A pid of 0 would reach the whole group of the caller, which here is the caller alone.
+TEST_F(PidFile, NoProcessIsNeverSignalled) {
+    for (const char* const text :
+         {"0", "0\n", "x", "\n", "99999999999", "-99999999999", "0x10"}) {
+        const test::Outcome outcome = settled([&] {
+            ::setpgid(0, 0);
+            ::signal(SIGTERM, SIG_DFL);
+            host.enter();
+            termByPidFile("", "", host.file("pid", text));
+        });
+        EXPECT_EQ(outcome.status, 0) << text;
+    }
+}
+
+TEST_F(PidFile, ASignalThatCannotBeSentIsIgnored) {
+    onHost([&] {
+        EXPECT_NO_THROW(termByPidFile("", "", host.file("pid", std::to_string(INT_MAX))));
+    });
+}
+
+}  // namespace
