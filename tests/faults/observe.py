@@ -1,0 +1,128 @@
+"""One run of the program under fail_call, and what it left."""
+
+import os
+import re
+import signal
+from dataclasses import dataclass
+from urllib.parse import unquote_to_bytes
+
+import world
+
+# The calls that the model knows one by one. The others only prepare, or give things back.
+MODELLED = {"execve", "fork", "kill", "open", "pipe", "read", "setsid", "sleep", "stat", "unlink",
+            "wait", "write"}
+
+
+@dataclass
+class Outcome:
+    """How the processes ended, by name ("exited N", "died N", "became PATH"), the modelled calls
+    of each in order, and what is left. The lines of standard output are sorted: two processes
+    that write at the same time have no order."""
+
+    ends: dict
+    calls: dict
+    lines: list
+    errors: str | None
+    files: dict
+    signals: list
+
+
+@dataclass
+class Observation:
+    outcome: Outcome
+    calls: list  # every call of ours, as world.Call
+    err: str  # what our own processes wrote to standard error
+    tracer: int  # the exit status of fail_call
+
+
+def readable(subject):
+    return unquote_to_bytes(subject).decode(errors="replace")
+
+
+def parse(log):
+    """The events of fail_call: the calls, and the end of each process."""
+    calls, ends = [], {}
+    for line in log.splitlines():
+        process, event, *rest = line.split(" ", 4)
+        if event in ("became", "exited", "died"):
+            ends[process] = f"{event} {' '.join(rest)}"
+        else:
+            k, result, *on = rest
+            calls.append(world.Call(process, event, int(k), int(result.lstrip("!")),
+                                    readable("".join(on)), result.startswith("!")))
+    return calls, ends
+
+
+def subject(call):
+    """What a modelled call acts on, without numbers that only order of opening decides."""
+    if call.name == "write":
+        return call.subject.split(" ", 1)[1]
+    return call.subject if call.name in ("execve", "open", "stat", "unlink") else ""
+
+
+def modelled(calls, ends):
+    by_process = {process: [] for process in ends}
+    for call in calls:
+        if call.name in MODELLED:
+            by_process[call.process].append((call.name, subject(call)))
+    return {process: once(with_program(made, ends[process]))
+            for process, made in by_process.items()}
+
+
+def once(made):
+    """A text is read in as many pieces as the C library likes: reads in a row count as one."""
+    return [call for call, before in zip(made, [None, *made])
+            if call != before or call[0] != "read"]
+
+
+def with_program(made, end):
+    """The execve that succeeded never returned, and is noted as what the process became."""
+    became = re.fullmatch(r"became (.*)", end)
+    return made + [("execve", readable(became[1]))] if became else made
+
+
+def signals(calls, server):
+    """The signals as ("server", or the process number; signal; 0 or the error)."""
+    sent = []
+    for call in calls:
+        if call.name == "kill":
+            pid, number = map(int, call.subject.split())
+            sent.append(("server" if pid == server else pid, number, call.result))
+    return sent
+
+
+def run(scenario, server, failure=None):
+    """Runs the scenario once, in fresh files, with one failure or none. When it returns no
+    process is left but the server."""
+    server.ensure()
+    world.make_files(scenario, server.pid)
+    log = "/tmp/log"
+    target = {"live": server.pid, "stale": world.STALE}.get(scenario.pid_file, 0)
+    fail = failure.options() if failure else []
+    tracer = world.spawn([world.FAIL_CALL, log, str(target), *fail, world.PROGRAM,
+                          *world.arguments(scenario)], "/tmp/out", "/tmp/err")
+    pid = server.pid
+    status = world.wait_for_all(tracer, server)
+    calls, ends = parse(world.Path(log).read_text())
+    server.settle(("server", signal.SIGTERM, 0) in signals(calls, pid))
+    return observation(scenario, pid, status, calls, ends)
+
+
+def observation(scenario, server, status, calls, ends):
+    errors = world.errors_file(scenario)
+    files = world.snapshot()
+    pid = str(world.ROOT / "pid")
+    if scenario.pid_file == "live" and files.get(pid) == f"{server}\n":
+        files[pid] = "server\n"
+    outcome = Outcome(
+        ends=ends, calls=modelled(calls, ends),
+        lines=sorted(world.Path("/tmp/out").read_text().splitlines()),
+        errors=errors.read_text() if errors.exists() else None,
+        files=files, signals=signals(calls, server))
+    err = "".join(readable_text(call) for call in calls
+                  if call.name == "write" and call.subject.startswith("2 "))
+    return Observation(outcome, calls, err, os.waitstatus_to_exitcode(status))
+
+
+def readable_text(call):
+    return call.subject.split(" ", 1)[1]

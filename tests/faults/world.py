@@ -1,0 +1,195 @@
+"""The host that the program sees, remade for every run, and what a run left of it.
+
+Works only as the first process of a process namespace with an /etc and a /tmp of its own
+(tests/support/private_root): every process that a run leaves behind becomes a child of this one,
+so none is missed, and the files have the names that the program really uses.
+"""
+
+import os
+import signal
+from dataclasses import dataclass
+from pathlib import Path
+
+from scenarios import STALE
+
+PROGRAM = os.environ["AVMANAGER"]
+FAIL_CALL = os.environ["FAIL_CALL"]
+ROOT = Path("/tmp/world")
+PANEL = Path("/etc/zrc/zrc.conf")
+BOUND = 20  # seconds, for what takes milliseconds
+SERVICE_SAYS = "service output"
+TEXTS = {"service.conf": "configuration\n", "source": "first\nsecond\n", "target": "old\n"}
+
+
+class Astray(Exception):
+    """A run that cannot even be looked at: it did not end within the bound, or it took the
+    server with it."""
+
+
+@dataclass(frozen=True)
+class Call:
+    """A system call of one of our processes."""
+
+    process: str
+    name: str
+    k: int
+    result: int
+    subject: str
+    chosen: bool = False  # it was made to fail
+
+
+def errors_file(scenario):
+    return Path(f"/tmp/zrckav_{scenario.service}_errors")
+
+
+def arguments(scenario):
+    """The command line of a scenario."""
+    line = [f"--{scenario.command}"] if scenario.command else []
+    if not scenario.bare:
+        line += {
+            "delete-file": [f"--file={ROOT}/source"],
+            "check-install": [f"--kav-dir={ROOT}/kav"],
+            "config-file-content": [f"--file={ROOT}/source"],
+            "save-to-config-file": [f"--file={ROOT}/source", f"--config-file={ROOT}/target"],
+        }.get(scenario.command) or service_options(scenario)
+    return [*line, *scenario.extra]
+
+
+def service_options(scenario):
+    line = [f"--kav-dir={ROOT}/kav", f"--service={scenario.service}"]
+    if scenario.pid_file != "unnamed":
+        line.append(f"--service-pidfile={ROOT}/pid")
+    if scenario.config != "unnamed":
+        line.append(f"--config-file={ROOT}/service.conf")
+    if scenario.foreground:
+        line.append("--no-daemon=1")
+    return line
+
+
+def program_text(scenario):
+    """The service's program, which says something first: it shows where its output went."""
+    last = "kill -9 $$" if scenario.ends == "killed" else f"exit {scenario.ends}"
+    return f"#!/bin/sh\necho {SERVICE_SAYS}\n{last}\n"
+
+
+def make_programs(scenario):
+    """Everything that stays the same between the runs of a scenario."""
+    os.system(f"rm -rf {ROOT} /tmp/zrckav_*")
+    for folder in ("path", "none", "kav/bin", "kav/proc_avstat"):
+        (ROOT / folder).mkdir(parents=True)
+    for tool in ("cat", "cp", "chown") if scenario.tools else ():
+        (ROOT / "path" / tool).symlink_to(f"/bin/{tool}")
+    if scenario.program != "missing":
+        program = ROOT / "kav/bin" / scenario.service
+        program.write_text(program_text(scenario))
+        program.chmod(0o644 if scenario.program == "not executable" else 0o755)
+
+
+def pid_text(scenario, server):
+    """The text of the pid file. The long one makes the program ask for more memory."""
+    return {"live": f"{server}\n", "stale": f"{STALE}\n", "zero": "0\n",
+            "long": "0 " + "x" * 40_000}.get(scenario.pid_file, "")
+
+
+def panel_text(scenario):
+    """The panel configuration. The large one makes the program ask for more memory."""
+    if scenario.panel == "large":
+        return "".join(f"NAME_{i} value\n" for i in range(100)) + f"LAST {'x' * 200_000}\n"
+    return "PRODUCT_ROOT_D /opt/zrc\n" if scenario.panel else None
+
+
+def write(path, text):
+    """A file with that text, or none."""
+    if text is None:
+        path.unlink(missing_ok=True)
+    else:
+        path.write_text(text)
+
+
+def make_files(scenario, server):
+    """What a run may change."""
+    absent = scenario.pid_file in ("unnamed", "absent")
+    write(ROOT / "pid", None if absent else pid_text(scenario, server))
+    write(ROOT / "service.conf",
+          TEXTS["service.conf"] if scenario.config == "present" else None)
+    write(ROOT / "source", TEXTS["source"] if scenario.source else None)
+    write(ROOT / "target", TEXTS["target"])
+    write(errors_file(scenario), "77" if scenario.old_errors else None)
+    write(PANEL, panel_text(scenario))
+
+
+def snapshot():
+    """Every file below the world and the panel configuration, byte for byte."""
+    files = [path for path in ROOT.rglob("*") if path.is_file() and "path" not in path.parts]
+    files += [PANEL] if PANEL.exists() else []
+    return {str(path): path.read_text() for path in sorted(files)}
+
+
+class Server:
+    """The process in a live pid file. It ignores SIGHUP and ends on SIGTERM."""
+
+    def __init__(self):
+        self.pid = 0
+        self.ensure()
+
+    def ensure(self):
+        if self.pid == 0:
+            signal.signal(signal.SIGHUP, signal.SIG_IGN)
+            self.pid = os.posix_spawn("/bin/sleep", ["sleep", "100000"], {})
+            signal.signal(signal.SIGHUP, signal.SIG_DFL)
+
+    def settle(self, told):
+        """After a run: its end, which comes when it was told and at no other time."""
+        if told and self.pid != 0:
+            os.waitpid(self.pid, 0)
+            self.pid = 0
+        if told != (self.pid == 0):
+            raise Astray("the server ended without a signal")
+
+
+def children():
+    return {int(pid) for pid in Path("/proc/1/task/1/children").read_text().split()}
+
+
+def end_everything(server):
+    """After an overdue run: ends every other process of this namespace, which is ours alone."""
+    own = {os.getpid(), server.pid}
+    for entry in Path("/proc").iterdir():
+        if entry.name.isdigit() and int(entry.name) not in own:
+            os.kill(int(entry.name), signal.SIGKILL)
+    while children() - {server.pid}:
+        os.waitpid(-1, 0)
+
+
+def overdue(_signal, _frame):
+    raise Astray(f"did not end within {BOUND} s")
+
+
+def wait_for_all(tracer, server):
+    """Waits until no process is left but the server. Returns the status of the tracer."""
+    ended = None
+    signal.signal(signal.SIGALRM, overdue)
+    signal.alarm(BOUND)
+    try:
+        while children() - {server.pid}:
+            pid, status = os.waitpid(-1, 0)
+            if pid == tracer:
+                ended = status
+            elif pid == server.pid:
+                server.pid = 0
+    except Astray:
+        end_everything(server)
+        raise
+    finally:
+        signal.alarm(0)
+    return ended
+
+
+def spawn(argv, out, err):
+    env = {"PATH": f"{ROOT}/none:{ROOT}/path", "LC_ALL": "C"}
+    flags = os.O_WRONLY | os.O_CREAT | os.O_TRUNC | os.O_APPEND
+    return os.posix_spawn(argv[0], argv, env, setsigdef=[signal.SIGPIPE], file_actions=[
+        (os.POSIX_SPAWN_OPEN, 0, "/dev/null", os.O_RDONLY, 0),
+        (os.POSIX_SPAWN_OPEN, 1, out, flags, 0o644),
+        (os.POSIX_SPAWN_OPEN, 2, err, flags, 0o644),
+    ])
