@@ -1,0 +1,103 @@
+"""Signals that the caller ignores or blocks. A program starts with both as its caller had them."""
+
+import os
+import signal
+
+import pytest
+
+from commands import ORDINARY, run
+from host import wait_for_end, wait_until
+
+SIGNALS = (signal.SIGCHLD, signal.SIGPIPE, signal.SIGHUP)
+
+
+def ignoring(number):
+    return lambda: signal.signal(number, signal.SIG_IGN)
+
+
+def blocking(number):
+    return lambda: signal.pthread_sigmask(signal.SIG_BLOCK, {number})
+
+
+# A child that nobody is told of is reaped by the kernel, and the wait for it fails when it has
+# ended. The runner reports that; the wait for a capture takes it for a good end; the service
+# body takes it for a failure that it cannot name.
+UNREAPED = {
+    "config-file-content": ORDINARY["config-file-content"].but(
+        status=1, out="new text\nNo child processes\n"),
+    "save-to-config-file": ORDINARY["save-to-config-file"].but(
+        status=1, out="No child processes\n"),
+    "start-daemon": ORDINARY["start-daemon"].but(effect=""),
+    "start-foreground": ORDINARY["start-foreground"].but(status=1, out="Error\n", effect=""),
+    "restart-service": ORDINARY["restart-service"].but(effect="terminated"),
+}
+
+
+@pytest.mark.parametrize("number", SIGNALS, ids=lambda number: number.name)
+@pytest.mark.parametrize("name", ORDINARY)
+def test_ignored(host, name, number):
+    expected = UNREAPED.get(name) if number == signal.SIGCHLD else None
+    assert run(host, name, prepare=ignoring(number)) == (expected or ORDINARY[name])
+
+
+@pytest.mark.parametrize("number", SIGNALS, ids=lambda number: number.name)
+@pytest.mark.parametrize("name", ORDINARY)
+def test_blocked(host, name, number):
+    assert run(host, name, prepare=blocking(number)) == ORDINARY[name]
+
+
+def test_a_saved_file_keeps_its_owner_when_children_are_not_reaped(host):
+    run(host, "save-to-config-file", prepare=ignoring(signal.SIGCHLD))
+    assert host.calls() == [f"cp {host.dir}/new {host.dir}/old"]
+
+
+def test_a_failed_cat_of_the_pid_file_goes_unseen_when_children_are_not_reaped(host):
+    host.act("cat", "exit 1")
+    host.file("pid", "0\n")
+    result = host.run("--service-started", f"--kav-dir={host.kav}", "--service=other",
+                      f"--service-pidfile={host.dir}/pid", prepare=ignoring(signal.SIGCHLD))
+    assert (result.status, result.out) == (1, b"Service is not running\n")
+
+
+@pytest.mark.parametrize("number", SIGNALS, ids=lambda number: number.name)
+@pytest.mark.parametrize("change, key", [(ignoring, "ignored"), (blocking, "blocked")])
+@pytest.mark.parametrize("mode", ["--no-daemon=1", "--no-daemon"])
+def test_the_program_inherits_it(host, mode, change, key, number):
+    host.run("--start-service", f"--kav-dir={host.kav}", "--service=other", mode,
+             prepare=change(number))
+    (report,) = host.reports("other")
+    assert int(report.values[key], 16) & 1 << number - 1
+
+
+def test_a_server_started_with_hangup_blocked_is_not_reloaded(host):
+    """The reload succeeds all the same: the server is alive, with its SIGHUP waiting."""
+    host.act("aveserver", f"serve {host.dir}/pid")
+    arguments = (f"--kav-dir={host.kav}", "--service=aveserver",
+                 f"--service-pidfile={host.dir}/pid")
+    host.run("--start-service", *arguments, prepare=blocking(signal.SIGHUP), settle=False)
+    wait_until((host.dir / "pid").exists, "the server's pid file")
+    server = int((host.dir / "pid").read_text())
+    result = host.run("--restart-service", *arguments, settle=False)
+    pending = [line for line in open(f"/proc/{server}/status") if line.startswith("ShdPnd")]
+    assert (result.status, result.out) == (0, b"")
+    assert int(pending[0].split()[1], 16) & 1 << signal.SIGHUP - 1
+    os.kill(server, signal.SIGTERM)
+    host.settle()
+
+
+@pytest.mark.parametrize("disposition, status", [
+    (lambda: signal.signal(signal.SIGPIPE, signal.SIG_DFL), -signal.SIGPIPE),
+    (ignoring(signal.SIGPIPE), 0),
+    (blocking(signal.SIGPIPE), 0),
+], ids=["default", "ignored", "blocked"])
+def test_a_result_that_nobody_reads(host, disposition, status):
+    """The program leaves SIGPIPE to its caller: by default it ends by it, as cat does."""
+    def break_output():
+        disposition()
+        read, write = os.pipe()
+        os.dup2(write, 1)
+        os.close(read)
+
+    host.env["PATH"] = "/usr/bin:/bin"
+    pid = host.start("--check-install", f"--kav-dir={host.kav}", prepare=break_output)
+    assert os.waitstatus_to_exitcode(wait_for_end(pid)) == status
