@@ -1,0 +1,89 @@
+"""What is compared with what, and how much is allowed."""
+
+from dataclasses import dataclass
+
+
+@dataclass
+class Comparison:
+    """`ours` over `peer` by their medians; met when at most `limit`. None: only reported."""
+
+    work: str
+    ours: str
+    peer: str
+    limit: float | None = None
+
+
+def _capture():
+    for size, text, popen in ((0, "0 B", 1.0), (1 << 10, "1 KiB", 1.0), (1 << 20, "1 MiB", None),
+                              (64 << 20, "64 MiB", None)):
+        ours = f"capture/checkedOutput/{size}"
+        yield Comparison(f"capture {text}", ours, f"capture/pipe, fork, exec, read/{size}", 1.05)
+        yield Comparison(f"capture {text}", ours, f"capture/popen/{size}", popen)
+
+
+def _run():
+    for size, text in ((0, "a small process"), (256, "256 MiB in use")):
+        ours = f"run/TExec::run/{size}"
+        yield Comparison(f"run, wait; {text}", ours,
+                         f"run/fork, execvp, waitpid/{size}", 1.03)
+        yield Comparison(f"run, wait; {text}", ours, f"run/posix_spawn/{size}")
+
+
+def _configuration():
+    for count, limit in ((31, 1.0), (310, None), (3100, None)):
+        yield Comparison(f"configuration of {count} variables",
+                         f"configuration/conf_read_file_r/{count}",
+                         f"configuration/ini_parse/{count}", limit)
+
+
+LIBRARIES = [
+    *_run(),
+    *_capture(),
+    Comparison("pipeline of three", "pipeline/three TExec/1024", "pipeline/sh -c/1024", 1.0),
+    *_configuration(),
+    Comparison("eight options", "command line/TOParsing/8", "command line/getopt_long/8", 3.0),
+    Comparison("eight options", "command line/TOParsing/8",
+               "command line/Boost.Program_options/8", 0.1),
+    Comparison("100 arguments", "arguments/TEArgs/100",
+               "arguments/std::vector<std::string>/100", 1.1),
+]
+
+PROCESSES = [
+    Comparison("`--help`", "help", "empty"),
+    Comparison("`--check-install`", "check-install", "empty", 1.10),
+    Comparison("`--check-install`", "check-install", "floor check-install"),
+    Comparison("`--check-install`", "check-install", "start-stop-daemon --status", 0.90),
+    Comparison("`--check-install`", "check-install", "sh check-install"),
+    Comparison("`--service-started`", "service-started", "floor service-started", 1.05),
+    Comparison("`--service-started`", "service-started", "start-stop-daemon --status"),
+    Comparison("`--service-started`", "service-started", "sh service-started"),
+    Comparison("`--start-service`", "start-service", "floor start-service"),
+    Comparison("`--start-service`", "start-service", "sh start-service"),
+]
+
+
+@dataclass
+class Absolute:
+    """One number that must stay below a limit, or for a count at most at it."""
+
+    what: str
+    value: object  # a function of the results
+    limit: float
+    unit: str = ""  # none for a count
+
+
+ABSOLUTES = [
+    Absolute("split, query and check eight options",
+             lambda results: results.time("command line/TOParsing/8"), 2.0, "us"),
+    Absolute("peak memory of `--check-install`",
+             lambda results: results.processes["check-install"]["memory"], 2.0, "MiB"),
+    Absolute("peak memory of `--service-started`, its cat included",
+             lambda results: results.processes["service-started"]["memory"], 2.0, "MiB"),
+    Absolute("size of the executable", lambda results: results.executable, 1.5, "MiB"),
+    Absolute("system calls of `--help`",
+             lambda results: results.breakdown["help"]["calls"], 16),
+    Absolute("system calls of `--check-install`",
+             lambda results: results.breakdown["check-install"]["calls"], 20),
+    Absolute("system calls of `--service-started`, parent",
+             lambda results: results.breakdown["service-started"]["calls"], 32),
+]

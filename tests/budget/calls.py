@@ -1,0 +1,77 @@
+"""The system calls of one run of the program, by the process that made them.
+
+A process is named by its place: `manager` is the one that was started, `manager.2` its second
+child, `manager.2.1` the first child of that. Its list ends where it becomes another program: that
+one's calls are not ours to count.
+"""
+
+import os
+import re
+import subprocess
+from pathlib import Path
+
+PROGRAM = os.environ["AVMANAGER"]
+FORKS = {"fork", "vfork", "clone", "clone3"}
+LINE = re.compile(r"(?P<pid>\d+) +(?P<name>\w+)\((?P<rest>.*)")
+RESUMED = re.compile(r"(?P<pid>\d+) +<\.\.\. (?P<name>\w+) resumed>(?P<rest>.*)")
+UNFINISHED = re.compile(r"<unfinished \.\.\.>$")
+RESULT = re.compile(r"= (-?\d+|\?)(?: |$)")
+
+
+def parse(log):
+    """(pid, name, result) of each call in the order of their ends; result None without one."""
+    for line in log.splitlines():
+        found = RESUMED.match(line) or LINE.match(line)
+        # Of a call that strace shows in two halves the second one has the result. An exit may
+        # never get one.
+        half = RESUMED if "exit_group" in line else UNFINISHED
+        if not found or half.search(line):
+            continue
+        results = RESULT.findall(found["rest"])
+        value = results[-1] if results else "?"
+        yield int(found["pid"]), found["name"], None if value == "?" else int(value)
+
+
+def by_process(log):
+    """The lists of names, by the name of the process."""
+    lists, others, parents, started = {}, set(), {}, {}
+    for pid, call, result in parse(log):
+        if pid in others:
+            continue
+        lists.setdefault(pid, []).append(call)
+        if call in FORKS and result is not None and result > 0:
+            parents[result] = (pid, started.setdefault(pid, 0) + 1)
+            started[pid] += 1
+        # The first one is how the program itself came to be.
+        if call == "execve" and result == 0 and len(lists[pid]) > 1:
+            others.add(pid)
+
+    def name(pid):
+        if pid not in parents:
+            return "manager"
+        parent, number = parents[pid]
+        return f"{name(parent)}.{number}"
+
+    return {name(pid): calls for pid, calls in lists.items()}
+
+
+def trace(directory, arguments, environment):
+    """Runs the program to its end and that of all its processes; returns (lists, status)."""
+    log = Path(directory) / "strace"
+    with open(Path(directory) / "out", "wb") as out:
+        run = subprocess.run(
+            ["strace", "-f", "-qq", "-e", "signal=none", "-o", log, PROGRAM, *arguments],
+            env=environment, stdin=subprocess.DEVNULL, stdout=out, stderr=subprocess.DEVNULL,
+            timeout=30, check=False)
+    return by_process(log.read_text()), run.returncode
+
+
+def folded(calls):
+    """A list as text, the form in which budgets are kept: repeated calls as `name*3`."""
+    words = []
+    for call in calls:
+        if words and words[-1][0] == call:
+            words[-1][1] += 1
+        else:
+            words.append([call, 1])
+    return " ".join(name if count == 1 else f"{name}*{count}" for name, count in words)

@@ -1,0 +1,111 @@
+"""Compares the system calls of every command in its common states with budget.toml.
+
+Unlike time, they are the same on every run: a call more, or memory taken in smaller steps, shows
+here and nowhere else. A state that fails prints the list that it made; when that is what it
+should be, it is the new budget.
+"""
+
+import os
+import shutil
+import subprocess
+import tomllib
+from pathlib import Path
+
+import pytest
+
+import calls
+
+BUDGET = tomllib.loads((Path(__file__).parent / "budget.toml").read_text())
+KEYS = {"name", "args", "files", "status", "most", "calls"}
+PANEL_CONFIGURATION = Path("/etc/zrc/zrc.conf")
+
+
+class Host:
+    """A server tree whose programs end at once, and a process to have a pid file for."""
+
+    def __init__(self, directory):
+        self.dir = directory
+        (directory / "kav/bin").mkdir(parents=True)
+        for program in ("aveserver", "other", "keepup2date"):
+            shutil.copy("/bin/true", directory / "kav/bin" / program)
+        self.process = subprocess.Popen(["/bin/sleep", "60"], preexec_fn=os.setsid)
+
+    def fill(self, text):
+        values = {"dir": self.dir, "kav": self.dir / "kav", "pid": self.process.pid}
+        for key, value in values.items():
+            text = text.replace(f"{{{key}}}", str(value))
+        return text
+
+
+@pytest.fixture
+def host(tmp_path):
+    made = Host(tmp_path)
+    yield made
+    made.process.kill()
+    made.process.wait()
+    PANEL_CONFIGURATION.unlink(missing_ok=True)
+    for left in Path("/tmp").glob("zrckav_*"):
+        left.unlink()
+
+
+def states():
+    for state in BUDGET["state"]:
+        assert state.keys() <= KEYS, state["name"]
+        yield pytest.param(state, id=state["name"])
+
+
+def expected(state):
+    return {process: text.replace("START", BUDGET["start"])
+            for process, text in state["calls"].items()}
+
+
+@pytest.mark.parametrize("state", states())
+def test_system_calls_are_those_of_the_budget(host, state):
+    for name, content in state.get("files", {}).items():
+        path = PANEL_CONFIGURATION if name == "PANEL" else host.dir / name
+        path.write_text(host.fill(content))
+
+    lists, status = calls.trace(host.dir, [host.fill(text) for text in state["args"]],
+                                {"PATH": "/bin", "LC_ALL": "C"})
+
+    assert status == state.get("status", 0)
+    made = {process: calls.folded(each) for process, each in lists.items()}
+    assert made == expected(state)
+    assert len(lists["manager"]) <= state.get("most", 1000)
+
+
+def test_the_targets_are_kept():
+    """The three that were promised stay in the budget."""
+    most = {state["name"]: state["most"] for state in BUDGET["state"] if "most" in state}
+    assert most["help"] <= 16
+    assert most["check-install: installed"] <= 20
+    assert most["check-install: not installed"] <= 20
+    assert most["service-started: running"] <= 32
+
+
+def test_every_command_has_a_state():
+    commands = {"delete-file", "check-install", "start-service", "service-started",
+                "kill-service", "restart-service", "config-file-content",
+                "save-to-config-file", "help"}
+    named = {text[2:] for state in BUDGET["state"] for text in state["args"]}
+    assert commands <= named
+
+
+def test_a_list_says_which_process_made_which_call():
+    log = "\n".join([
+        '10 execve("/x/avmanager", ["avmanager"], 0x1 /* 2 vars */) = 0',
+        "10 pipe2([3, 4], 0) = 0",
+        "10 clone(child_stack=NULL, flags=SIGCHLD <unfinished ...>",
+        "11 close(1) = 0",
+        "10 <... clone resumed>, child_tidptr=0x7f) = 11",
+        '11 execve("/bin/cat", ["cat"], 0x1 /* 2 vars */) = 0',
+        "11 brk(NULL) = 0x5555",
+        '10 read(3, "= 5 \\n", 1024) = 5',
+        "10 wait4(11, [{WIFEXITED(s) && WEXITSTATUS(s) == 0}], 0, NULL) = 11",
+        "10 exit_group(0) = ?",
+    ])
+    assert calls.by_process(log) == {
+        "manager": ["execve", "pipe2", "clone", "read", "wait4", "exit_group"],
+        "manager.1": ["close", "execve"],
+    }
+    assert calls.folded(["a", "a", "b", "a"]) == "a*2 b a"
