@@ -1,0 +1,91 @@
+"""Includes point down only, and the few places that are told apart stay apart."""
+
+import re
+
+import pytest
+
+from project import ROOT, includes, name, sources, without_comments
+
+# A folder, and the folders of the project that it may include.
+LAYERS = {
+    "lib/error": {"lib/error"},
+    "lib/opt": {"lib/opt", "lib/error"},
+    "lib/sys": {"lib/sys", "lib/error"},
+    "conf": {"conf"},
+    "manager": {"manager", "conf", "lib/error", "lib/opt", "lib/sys"},
+}
+
+
+def folder_of(include):
+    return include.strip('"').rpartition("/")[0]
+
+
+@pytest.mark.parametrize("layer", LAYERS)
+def test_includes_point_down_only(layer):
+    wrong = [(name(path), include) for path in sources(layer) for include in includes(path)
+             if include.startswith('"') and folder_of(include) not in LAYERS[layer]]
+    assert wrong == []
+
+
+def test_every_product_folder_is_a_known_layer():
+    folders = {name(path).rpartition("/")[0] for path in sources("lib", "conf", "manager")}
+    assert folders == set(LAYERS)
+
+
+def test_the_errors_use_the_standard_library_only():
+    wrong = [(name(path), include) for path in sources("lib/error")
+             for include in includes(path)
+             if include.startswith("<") and ("/" in include or include.endswith(".h>"))]
+    assert wrong == []
+
+
+def test_every_source_includes_its_own_header_first():
+    sources_with_header = [path for path in sources("lib", "conf", "manager")
+                           if path.suffix == ".cpp" and path.with_suffix(".h").exists()]
+    assert len(sources_with_header) > 10
+    wrong = [name(path) for path in sources_with_header
+             if includes(path)[0] != f'"{name(path.with_suffix(".h"))}"']
+    assert wrong == []
+
+
+def test_the_entry_only_calls_run_command_line():
+    code = without_comments((ROOT / "manager/main.cpp").read_text())
+    assert " ".join(code.split()) == (
+        '#include "manager/front_end.h" '
+        "int main(int argc, char** argv) { return runCommandLine(argc, argv); }")
+
+
+def test_boost_is_in_one_source_file():
+    users = [name(path) for path in sources("lib", "conf", "manager")
+             if any("boost" in include for include in includes(path))]
+    assert users == ["lib/sys/output.cpp"]
+
+
+def test_the_shared_handle_is_the_only_count():
+    """No second hand-written reference count, and no other shared pointer."""
+    wrong = [name(path) for path in sources("lib", "manager")
+             if name(path) != "lib/error/shared_handle.h"
+             and re.search(r"new int\b|shared_ptr", without_comments(path.read_text()))]
+    assert wrong == []
+
+
+def test_the_preamble_stands_in_one_place():
+    """No command checks the command line or loads the configuration by itself."""
+    users = [name(path) for path in sources("manager")
+             if re.search(r"zrcConfInit\(|\.check\(\)", without_comments(path.read_text()))]
+    assert users == ["manager/front_end.cpp", "manager/preamble.cpp"]
+
+
+def test_only_the_known_places_end_the_process():
+    exits = [name(path) for path in sources("lib", "conf", "manager")
+             if re.search(r"\b_?[eE]xit\(|\babort\(|\bterminate\(",
+                          without_comments(path.read_text()))]
+    assert exits == ["conf/diagnostics.cpp", "lib/sys/after_fork.cpp",
+                     "lib/sys/function_call.h", "manager/daemon.cpp"]
+
+
+def test_test_helpers_link_nothing_of_the_product():
+    wrong = [(name(path), include) for path in sources("tests/support")
+             for include in includes(path)
+             if include.startswith('"') and folder_of(include) != "tests/support"]
+    assert wrong == []
