@@ -1,7 +1,10 @@
 // The library error family: every failure of the option and process libraries is a TError.
 //
-//   try { ... } catch (const zarnic::TError& error) { std::cout << error.message() <<
-//   std::endl; }
+//   try {
+//       ...
+//   } catch (const zarnic::TError& error) {
+//       std::cout << error.message() << std::endl;
+//   }
 //
 // Errors are thrown by value and caught by reference. The option errors stand with the class
 // that raises them (lib/opt), the argument-list errors likewise (lib/sys).

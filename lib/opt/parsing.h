@@ -64,7 +64,8 @@ class TOParsing {
     // claimed: an optional option with an unsuitable value is ignored, also by check().
     void clear();
 
-    // Raises the latest query's error if it was not cleared; then TUnknSOpt or TUnknLOpt for
+    // Raises the latest query's error if it was not cleared, also when its release already did
+    // and only if the mask has its bit; then TUnknSOpt or TUnknLOpt for
     // the first option, short ones first, that no query claimed. On success every claim is
     // forgotten and a new series of queries may start; until its first query, check() has
     // nothing to examine and succeeds. After a failure the state stays and check() fails again.
@@ -73,7 +74,7 @@ class TOParsing {
     // The state bits of the latest query.
     std::uint64_t state() const noexcept;
 
-    // The bits that throw, as iostreams name them. All three at first.
+    // The bits that throw, as iostreams name them. All three at first; others mean nothing.
     std::uint64_t exceptions() const noexcept;
     void exceptions(std::uint64_t mask) noexcept;
 
@@ -113,7 +114,8 @@ class TOParsing::TResult {
     TResult& operator=(const TResult&) = delete;
 
     // Throws TNoLOpt, TNoSOpt or TBadLOpt when the latest query failed, was not cleared, was
-    // not checked before and the mask has its bit. Never while another exception unwinds.
+    // not checked before and the mask has its bit. Never while another exception unwinds; the
+    // query counts as checked then.
     ~TResult() noexcept(false);  // NOLINT(bugprone-exception-escape): its purpose
 
     // True when the option was found and suits.

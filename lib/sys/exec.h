@@ -101,9 +101,10 @@ class TExec : public TAttachments<TExec> {
     // --- run ---
 
     // Forks, runs and waits as the mode says; without fork_mode the current process becomes
-    // the program. waitpid is called once, without a retry on EINTR. Throws TSysCallErr when
-    // fork or waitpid fails, and, in the child, when the program cannot be started; what the
-    // preparers throw passes through.
+    // the program, in a pipeline or a capture too. An argument ends at its first NUL byte.
+    // waitpid is called once, without a retry on EINTR. Throws TSysCallErr when fork or waitpid
+    // fails, and, in the child, when the program cannot be started; what the preparers throw
+    // passes through.
     TExecResult run();
 
   private:

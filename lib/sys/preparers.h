@@ -77,7 +77,8 @@ class TRedirectToFile : public TExec::TPrepare {
     bool append_;
 };
 
-// The target descriptor becomes a copy of the source, which stays open.
+// The target descriptor becomes a copy of the source, which stays open. The target is closed
+// first, so one copied to itself ends up closed.
 class TRedirect : public TExec::TPrepare {
   public:
     TRedirect(int target, int source) : target_(target), source_(source) {}

@@ -166,7 +166,10 @@ void standIn(const std::string& name, char** argv, const std::string& report) {
         call += ' ' + escaped(*argument);
     }
     appendLine(record + "/calls", call + '\n');
-    appendLine(record + "/" + name + "." + std::to_string(::getpid()), report);
+    // By a rename: whoever sees the report reads the whole of it.
+    const std::string pid = std::to_string(::getpid());
+    appendLine(record + "/new." + pid, report);
+    std::rename((record + "/new." + pid).c_str(), (record + "/" + name + "." + pid).c_str());
 
     std::ifstream script(record + "/" + name + ".act");
     if (!script && ::access(("/bin/" + name).c_str(), X_OK) == 0) {

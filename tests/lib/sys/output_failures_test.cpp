@@ -206,12 +206,12 @@ TEST_F(OutputFailures, AnInterruptedReadEndsTheText) {
         const test::Interrupts interrupts;
         const pid_t self = ::getpid();
         const TExec exec = test::inChildDo([&] {
-            ::write(STDOUT_FILENO, "before", 6);
+            std::cout << "before" << std::flush;
             for (int unread = 1; unread > 0;) {
                 ::ioctl(STDOUT_FILENO, FIONREAD, &unread);
             }
             interrupts.interrupt(self);
-            ::write(STDOUT_FILENO, "after", 5);
+            std::cout << "after" << std::flush;
             return 0;
         });
         std::string out;

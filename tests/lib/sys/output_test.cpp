@@ -51,7 +51,7 @@ TEST_F(Output, EarlierContentIsReplaced) {
 
 TEST_F(Output, StandardErrorIsNotCaptured) {
     const test::Captured child = test::inChild([] {
-        ::write(STDOUT_FILENO, captured(probe({"both", "out", "err"})).data(), 4);
+        std::cout << captured(probe({"both", "out", "err"}));
     });
     EXPECT_EQ(child.out, "out\n");
     EXPECT_EQ(child.err, "err\n");
