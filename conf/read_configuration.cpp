@@ -38,19 +38,15 @@ int out_of_memory(const char* format) {
     return -1;
 }
 
-// The capacity to grow to, or 0 when that would be more than there can be.
-std::uint64_t grown_capacity(const conf_table* pconf) {
+// Never to nothing: reallocating to no bytes would release the entries.
+int grow(conf_table* pconf) {
     std::uint64_t capacity = pconf->size > largest_doubled ? 0 : pconf->size * 2;
     if (capacity <= pconf->nmemb) {
         capacity = pconf->nmemb + initial_capacity;
     }
-    return capacity > largest_capacity ? 0 : capacity;
-}
-
-int grow(conf_table* pconf) {
-    const std::uint64_t capacity = grown_capacity(pconf);
-    const std::uint64_t bytes = capacity * sizeof(conf_entry);
-    void* const larger = bytes == 0 ? nullptr : std::realloc(pconf->data, bytes);
+    void* const larger = capacity > largest_capacity
+                             ? nullptr
+                             : std::realloc(pconf->data, capacity * sizeof(conf_entry));
     if (larger == nullptr) {
         return out_of_memory("Unable to read configuration: %s");
     }
@@ -111,7 +107,11 @@ int add_lines(std::FILE* file, conf_table* pconf, bool* failed_read) {
     std::size_t room = 0;
     int result = 0;
     while (result == 0 && ::getdelim(&line, &room, '\n', file) >= 0) {
+        // A line cut short by a failed read comes first, the failure only after it, without its
+        // errno: what is made of the line must not change it.
+        const int read_error = errno;
         result = add_line(line, pconf);
+        errno = result == 0 && std::ferror(file) != 0 ? read_error : errno;
     }
     const int error = errno;
     if (result == 0 && (std::feof(file) == 0 || std::ferror(file) != 0)) {
