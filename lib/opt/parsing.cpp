@@ -66,10 +66,6 @@ void TOParsing::raisePending(TOParsing& handle) {
         return;
     }
     state.pending = false;
-    // A second exception during unwinding would end the process.
-    if (std::uncaught_exceptions() > 0) {
-        return;
-    }
     if (state.raises(nobit)) {
         const bool isLong = state.missedLong;
         const char letter = state.missingShort;
@@ -133,7 +129,14 @@ void TOParsing::exceptions(std::uint64_t mask) noexcept { state_->mask = mask; }
 const TOpts& TOParsing::options() const noexcept { return state_->options; }
 
 // NOLINTNEXTLINE(bugprone-exception-escape): the check at release is what results are for
-TOParsing::TResult::~TResult() noexcept(false) { raisePending(parser_); }
+TOParsing::TResult::~TResult() noexcept(false) {
+    // A second exception during unwinding would end the process.
+    if (std::uncaught_exceptions() > 0) {
+        parser_.state_->pending = false;
+        return;
+    }
+    raisePending(parser_);
+}
 
 const TOParsing::TResult& TOParsing::TResult::operator>>(std::string& target) const {
     if (longEntry_ != nullptr) {

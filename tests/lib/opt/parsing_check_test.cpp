@@ -1,6 +1,7 @@
 // What the final check reports, and in which order.
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 
 #include "lib/opt/parsing.h"
@@ -164,6 +165,31 @@ TEST(ParsingCheck, OptionClaimedWithOneKindStaysClaimed) {
     ask(parser, "file", no_arg);
     ask(parser, "file", req_arg);
     EXPECT_NO_THROW(parser.check());
+}
+
+// Only the end of a result is silent then.
+TEST(ParsingCheck, RaisesTheLatestFailureAlsoWhileAnotherExceptionUnwinds) {
+    struct Checks {
+        explicit Checks(TOParsing& parser) : parser_(parser) {}
+        Checks(const Checks&) = delete;
+        Checks& operator=(const Checks&) = delete;
+        ~Checks() {
+            for (std::string& error : errors_) {
+                error = raised<TNoLOpt>([&] { parser_.check(); });
+            }
+            EXPECT_EQ(errors_[0], "Requires long option '--missing'");
+            EXPECT_EQ(errors_[1], errors_[0]);
+        }
+        TOParsing& parser_;
+        std::string errors_[2];
+    };
+    TOParsing parser = parse({});
+    EXPECT_THROW(ask(parser, "missing"), TNoLOpt);
+    const auto failing = [&] {
+        const Checks checks(parser);
+        throw std::logic_error("another");
+    };
+    EXPECT_THROW(failing(), std::logic_error);
 }
 
 }  // namespace
