@@ -38,10 +38,10 @@ int out_of_memory(const char* format) {
     return -1;
 }
 
-// Never to nothing: reallocating to no bytes would release the entries.
 int grow(conf_table* pconf) {
     std::uint64_t capacity = pconf->size > largest_doubled ? 0 : pconf->size * 2;
-    if (capacity <= pconf->nmemb) {
+    // Never to nothing: reallocating to no bytes would release the entries.
+    if (capacity < pconf->nmemb || capacity == 0) {
         capacity = pconf->nmemb + initial_capacity;
     }
     void* const larger = capacity > largest_capacity
