@@ -1,8 +1,8 @@
 #include "manager/front_end.h"
 
 #include <array>
-#include <iostream>
 
+#include "manager/answer.h"
 #include "manager/commands.h"
 
 using zarnic::opt::TOParsing;
@@ -55,7 +55,7 @@ void dispatch(TOParsing& parser, std::size_t first) {
 
 // To standard output and bare: the panel reads one stream and shows the line as it is.
 int fail(const std::string& message) {
-    std::cout << message << std::endl;
+    answer(message);
     return 1;
 }
 

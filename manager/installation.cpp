@@ -1,8 +1,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <iostream>
-
+#include "manager/answer.h"
 #include "manager/commands.h"
 #include "manager/preamble.h"
 
@@ -15,7 +14,7 @@ bool checkInstall(zarnic::opt::TOParsing parser) {
     if (::stat(server.c_str(), &status) != 0) {
         throw TUError("Kaspersky Anti-Virus server is not installed");
     }
-    std::cout << "Kaspersky Anti-Virus server is installed" << std::endl;
+    answer("Kaspersky Anti-Virus server is installed");
     return true;
 }
 

@@ -1,9 +1,9 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <iostream>
 
 #include "lib/sys/function_call.h"
+#include "manager/answer.h"
 #include "manager/commands.h"
 #include "manager/daemon.h"
 #include "manager/pid_file.h"
@@ -71,7 +71,7 @@ bool serviceStarted(TOParsing parser) {
     if (!isServiceRunning(kavDir, service, pidFile)) {
         throw TUError("Service is not running");
     }
-    std::cout << "Service is started" << std::endl;
+    answer("Service is started");
     return true;
 }
 

@@ -55,6 +55,12 @@ def test_the_entry_only_calls_run_command_line():
         "int main(int argc, char** argv) { return runCommandLine(argc, argv); }")
 
 
+def test_no_header_brings_the_stream_library_up_before_main():
+    wrong = [name(path) for path in sources("lib", "conf", "manager")
+             if "<iostream>" in includes(path)]
+    assert wrong == []
+
+
 def test_boost_is_in_one_source_file():
     users = [name(path) for path in sources("lib", "conf", "manager")
              if any("boost" in include for include in includes(path))]

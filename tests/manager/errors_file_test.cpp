@@ -35,20 +35,20 @@ class ErrorsFile : public test::ServiceTest {
     }
 };
 
-// One process, a plain script and the system's own cat: there are many runs.
+// A plain script and the system's own cat: there are many runs.
 TEST_F(ErrorsFile, EveryExitCodeIsRecordedAndAllButZeroAreFailures) {
     host.remove("cat");
     fs::create_symlink("/bin/cat", host / "path/cat");
     host.file("kav/bin/other", "#!/bin/sh\nread code < \"$2\"\nexit $code\n");
-    test::isolated([&] {
-        host.enter();
-        for (int code = 0; code < 256; ++code) {
-            const std::string config = host.file("code", std::to_string(code) + "\n");
+    for (int code = 0; code < 256; ++code) {
+        const std::string config = host.file("code", std::to_string(code) + "\n");
+        test::isolated([&] {
+            host.enter();
             EXPECT_EQ(failure({host.kav(), "other", config, ""}),
                       code == 0 ? "none" : "Service failed");
             EXPECT_EQ(recorded(), std::to_string(code));
-        }
-    });
+        });
+    }
 }
 
 TEST_F(ErrorsFile, EachServiceHasItsOwn) {

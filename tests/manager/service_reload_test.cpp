@@ -99,13 +99,6 @@ TEST_F(ServiceReload, AServerThatIsGoneAfterSighupFailedToReload) {
     EXPECT_EQ(host.calls("cat"), 2);
 }
 
-// The whole pause, with nobody to cut it short: what fails is the probe and not the signal.
-TEST_F(ServiceReload, AProcessThatDoesNotExistFailsOnlyAtTheProbe) {
-    const Outcome outcome = handle(host, restartService, options("2147483647\n"));
-    EXPECT_EQ(outcome.status, test::threw);
-    EXPECT_EQ(outcome.out, "TUError: Service reloading failed\n");
-}
-
 // Without a group of its own a signal to "process 0" would end the caller.
 TEST_F(ServiceReload, WithoutAProcessToSignalItSucceedsAndStartsNothing) {
     for (const char* const text : {"0", "0\n", "\n", "x", "99999999999"}) {
