@@ -41,6 +41,11 @@ SECTIONS
 """
 TAIL = """\
   }
+  /* Left alone it stands behind all other code, and every end is one more page fault. */
+  .fini :
+  {
+    KEEP (*(SORT_NONE(.fini)))
+  }
 }
 INSERT BEFORE .text;
 """
