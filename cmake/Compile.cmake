@@ -18,6 +18,9 @@ endif()
 
 option(AVMANAGER_COVERAGE "Count executed lines and branches" OFF)
 if(AVMANAGER_COVERAGE)
+    # Only with its extensions does the compiler know exec, and writes a child's counters out before
+    # the new program's image takes their place.
+    set(CMAKE_CXX_EXTENSIONS ON)
     add_compile_options(--coverage)
     add_link_options(--coverage)
 endif()
