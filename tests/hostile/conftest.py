@@ -16,7 +16,6 @@ blackbox = importlib.util.module_from_spec(spec)
 spec.loader.exec_module(blackbox)
 
 host = blackbox.host
-pytest_sessionfinish = blackbox.pytest_sessionfinish
 
 
 def pytest_configure(config):

@@ -4,6 +4,7 @@ import ctypes
 import os
 import select
 import socket
+import stat
 from contextlib import contextmanager
 from pathlib import Path
 
@@ -68,6 +69,39 @@ def make_fifo(path):
 
 def make_link(path, target):
     path.symlink_to(target)
+    return path
+
+
+def make_null(path):
+    """A null device of the test's own: the machine's is not for a test to write to."""
+    try:
+        os.mknod(path, stat.S_IFCHR | 0o600, os.makedev(1, 3))
+    except PermissionError:
+        pytest.skip("no device may be made in a user namespace")
+    return path
+
+
+def make_special(host, kind, path=None, content="text"):
+    """What lies where a file is expected; a kind that is a link leads to what it says."""
+    path = path or host.dir / "special"
+    if kind == "dangling":
+        make_link(path, host.dir / "nowhere")
+    elif kind == "looping":
+        make_link(path, path)
+    elif kind == "linked":
+        make_link(path, host.file("text", content))
+    elif kind == "null":
+        make_link(path, "/dev/null")
+    elif kind == "device":
+        make_null(path)
+    elif kind == "linked device":
+        make_link(path, make_null(host.dir / "device"))
+    elif kind == "socket":
+        make_socket(path)
+    elif kind == "folder":
+        path.mkdir()
+    elif kind == "fifo":
+        make_fifo(path)
     return path
 
 

@@ -88,9 +88,22 @@ def test_a_feeder_beside_the_child(user_host):
     assert outcome == ORDINARY["start-foreground"]
 
 
-def test_a_daemon_start_with_one_child_depends_on_who_has_ended(user_host):
+DAEMONS = ("start-daemon", "restart-service")
+
+
+@pytest.mark.parametrize("name", DAEMONS)
+def test_a_daemon_start_with_one_child_depends_on_who_has_ended(user_host, name):
     """The leader's fork is refused while the invoking process is still there. Either way the
     invoking process ends with 0, and the leader says what it could not do, or nothing."""
     for _ in range(20):
-        outcome = run(prepared(user_host), "start-daemon", prepare=limited(2))
+        outcome = run(prepared(user_host), name, prepare=limited(2))
         assert outcome in (Outcome(0, UNABLE), Outcome())
+
+
+@pytest.mark.parametrize("name", DAEMONS)
+def test_room_for_every_process_of_a_daemon_start(user_host, name):
+    """The three that detach the service may all be there still when the service, the cat of its
+    errors file and that one's feeder are."""
+    for _ in range(20):
+        outcome = run(prepared(user_host), name, prepare=limited(6))
+        assert outcome == Outcome(0, "", "errors: 0")

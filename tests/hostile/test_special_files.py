@@ -1,61 +1,22 @@
-"""Links, devices, sockets and folders where a file is expected."""
+"""Links, devices, sockets and folders where a file is expected. The files of a service are in
+test_special_service_files.py."""
 
 import os
 import socket
-import stat
 from pathlib import Path
 
 import pytest
 
 from commands import ORDINARY, run
-from surroundings import listing, make_fifo, make_link, make_socket
+from surroundings import listing, make_link, make_special
 from test_little_of_something import MEGABYTE, limited, resource
 
 NOTHING = (0, "")
-NOT_RUNNING = (1, "Service is not running\n")
-RUNNING = (0, "Service is started\n")
 FAILED = (1, "Error\n")
-
-
-def make(host, kind, path=None):
-    path = path or host.dir / "special"
-    if kind == "dangling":
-        make_link(path, host.dir / "nowhere")
-    elif kind == "looping":
-        make_link(path, path)
-    elif kind == "linked":
-        make_link(path, host.file("text", "text"))
-    elif kind == "null":
-        make_link(path, "/dev/null")
-    elif kind == "socket":
-        make_socket(path)
-    elif kind == "folder":
-        path.mkdir()
-    elif kind == "fifo":
-        make_fifo(path)
-    return path
 
 
 def outcome(result):
     return result.status, result.out.decode()
-
-
-@pytest.mark.parametrize("kind, expected, cats", [
-    # The status of what a link points to cannot be queried: there is no pid file.
-    ("dangling", NOT_RUNNING, 0),
-    ("looping", NOT_RUNNING, 0),
-    ("linked", RUNNING, 1),
-    ("null", NOT_RUNNING, 1),
-    # cat cannot read these.
-    ("socket", FAILED, 1),
-    ("folder", FAILED, 1),
-])
-def test_as_pid_file(host, kind, expected, cats):
-    path = make(host, kind)
-    result = host.run("--service-started", f"--kav-dir={host.kav}", "--service=other",
-                      f"--service-pidfile={path}")
-    assert outcome(result) == expected
-    assert host.calls() == [f"cat {path}"] * cats
 
 
 @pytest.mark.parametrize("kind, out, cats", [
@@ -63,7 +24,7 @@ def test_as_pid_file(host, kind, expected, cats):
     ("socket", "", 1), ("folder", "", 1),
 ])
 def test_as_the_file_that_is_shown(host, kind, out, cats):
-    path = make(host, kind)
+    path = make_special(host, kind)
     assert outcome(host.run("--config-file-content", f"--file={path}")) == (0, out)
     assert host.calls() == [f"cat {path}"] * cats
 
@@ -75,29 +36,33 @@ def test_as_the_file_that_is_shown(host, kind, out, cats):
 def test_as_the_file_that_is_deleted(host, kind, left):
     """The name goes, never what it points to; a folder stays."""
     before = listing(host.dir)
-    path = make(host, kind)
+    path = make_special(host, kind)
     assert outcome(host.run("--delete-file", f"--file={path}")) == NOTHING
     assert [name for name in listing(host.dir) if name not in (*before, "out", "err")] == left
     assert os.path.exists("/dev/null")
 
 
 # A folder takes the file into itself. Through a link the file behind it is replaced, except that
-# cp makes none behind a dangling one.
-@pytest.mark.parametrize("kind, replaced", [
-    ("dangling", None), ("looping", None), ("linked", "text"), ("socket", None),
-    ("folder", "special/new"),
+# cp makes none behind a dangling one. A device takes the text and stays a device.
+@pytest.mark.parametrize("kind, complaints, replaced", [
+    ("dangling", 2, None), ("looping", 2, None), ("linked", 0, "text"), ("socket", 1, None),
+    ("folder", 0, "special/new"), ("device", 0, None), ("linked device", 0, None),
 ])
-def test_as_the_file_that_is_replaced(host, kind, replaced):
-    new, path = host.file("new", "new"), make(host, kind)
-    before = path.lstat().st_mode
+def test_as_the_file_that_is_replaced(host, kind, complaints, replaced):
+    new, path = host.file("new", "new"), make_special(host, kind)
+    before, names = path.lstat(), listing(host.dir)
     result = host.run("--save-to-config-file", f"--file={new}", f"--config-file={path}")
     assert outcome(result) == NOTHING
     assert host.calls() == [f"cp {new} {path}", f"chown root {path}"]
-    assert path.lstat().st_mode == before
-    assert (result.err == b"") == (replaced is not None)
+    after = path.lstat()
+    assert (after.st_mode, after.st_rdev, after.st_ino) == \
+        (before.st_mode, before.st_rdev, before.st_ino)
+    assert len(result.err.splitlines()) == complaints
     if replaced:
         assert (host.dir / replaced).read_text() == "new"
-    assert not (host.dir / "nowhere").exists()
+    if kind.endswith("device"):
+        assert (path.is_char_device(), path.read_bytes()) == (True, b"")
+    assert sorted({*names, "out", "err"}) == listing(host.dir)
 
 
 @pytest.mark.parametrize("kind, left", [
@@ -105,7 +70,7 @@ def test_as_the_file_that_is_replaced(host, kind, replaced):
     ("socket", "old"), ("folder", "old"),
 ])
 def test_as_the_source(host, kind, left):
-    path, old = make(host, kind), host.file("old", "old")
+    path, old = make_special(host, kind), host.file("old", "old")
     result = host.run("--save-to-config-file", f"--file={path}", f"--config-file={old}")
     assert outcome(result) == NOTHING
     assert old.read_text() == left
@@ -118,7 +83,7 @@ def test_as_the_source(host, kind, left):
 ])
 def test_as_the_server(host, kind, installed):
     host.remove("aveserver")
-    make(host, kind, host.kav / "bin/aveserver")
+    make_special(host, kind, host.kav / "bin/aveserver")
     expected = ORDINARY["check-install"].out if installed else \
         "Kaspersky Anti-Virus server is not installed\n"
     result = host.run("--check-install", f"--kav-dir={host.kav}")
@@ -128,7 +93,7 @@ def test_as_the_server(host, kind, installed):
 @pytest.mark.parametrize("kind", ["dangling", "looping", "linked", "null", "socket", "folder"])
 @pytest.mark.parametrize("name", ["check-install", "service-started", "start-foreground"])
 def test_as_the_panel_configuration(host, panel_configuration, kind, name):
-    make(host, kind, panel_configuration)
+    make_special(host, kind, panel_configuration)
     try:
         assert run(host, name) == ORDINARY[name]
     finally:
@@ -149,18 +114,6 @@ def test_an_endless_panel_configuration_ends_with_the_memory(plain_host, panel_c
     make_link(panel_configuration, "/dev/zero")
     assert run(plain_host, "check-install", prepare=limited(
         resource.RLIMIT_AS, 48 * MEGABYTE)) == ORDINARY["check-install"]
-
-
-def test_a_device_that_is_replaced_stays_a_device(host):
-    device = host.dir / "device"
-    try:
-        os.mknod(device, stat.S_IFCHR | 0o600, os.makedev(1, 3))
-    except PermissionError:
-        pytest.skip("no device may be made in a user namespace")
-    result = host.run("--save-to-config-file", f"--file={host.file('new', 'new')}",
-                      f"--config-file={device}")
-    assert (outcome(result), result.err) == (NOTHING, b"")
-    assert stat.S_ISCHR(device.stat().st_mode)
 
 
 def test_a_listening_socket_is_not_connected_to(host):
@@ -187,7 +140,7 @@ def test_a_listening_socket_is_not_connected_to(host):
 ])
 def test_in_the_place_of_the_errors_file(host, kind, left):
     place = Path("/tmp/zrckav_other_errors")
-    make(host, kind, place)
+    make_special(host, kind, place)
     result = host.run("--start-service", f"--kav-dir={host.kav}", "--service=other",
                       "--no-daemon=1")
     assert outcome(result) == NOTHING

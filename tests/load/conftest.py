@@ -13,4 +13,3 @@ blackbox = importlib.util.module_from_spec(spec)
 spec.loader.exec_module(blackbox)
 
 host = blackbox.host
-pytest_sessionfinish = blackbox.pytest_sessionfinish
