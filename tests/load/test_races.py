@@ -1,6 +1,7 @@
 """Commands that meet. Nothing locks the pid file, so several outcomes are right for each; each
 run ends with one of them."""
 
+import contextlib
 import os
 import signal
 from pathlib import Path
@@ -37,11 +38,26 @@ def start(host):
     wait_until((host.dir / "pid").exists, "the server's pid file")
 
 
+def is_ready(pid):
+    """Whether a server has come to its handlers, or has ended: before them the signal that it is
+    sent ends it as it ends any program."""
+    try:
+        status = Path(f"/proc/{pid}/status").read_text()
+    except (FileNotFoundError, ProcessLookupError):
+        return True
+    values = dict(line.split(":\t", 1) for line in status.splitlines() if ":\t" in line)
+    return values["State"].startswith("Z") or bool(
+        int(values["SigCgt"], 16) >> (signal.SIGTERM - 1) & 1)
+
+
 def end_all(host, started):
     """Waits for as many servers as were started and ends them; all that is left ends well."""
     wait_until(lambda: len(host.reports("other")) == started, f"{started} servers")
     for report in host.reports("other"):
-        if os.path.exists(f"/proc/{report.pid}/exe"):
+        wait_until(lambda: is_ready(report.pid), "the server's handlers")
+        # Some were stopped by the race. To ask whether one lives before the kill would leave it
+        # the time to end in between.
+        with contextlib.suppress(ProcessLookupError):
             os.kill(int(report.pid), signal.SIGTERM)
     assert set(host.settle().values()) <= {0}
     for path in [host.dir / "pid", *host.record.glob("other.[0-9]*")]:
