@@ -2,8 +2,9 @@
 
 import os
 import signal
+from pathlib import Path
 
-from host import errors_file, wait_until
+from host import children, errors_file, wait_until
 
 
 def start(host, *more, service="other", **options):
@@ -83,10 +84,18 @@ def test_foreground_leaves_hangup_alone(host):
 
 
 def test_ignored_child_signal_is_not_reset(host):
-    """Nothing can be reaped then, so the service process fails after its program has run."""
-    result = start(host, prepare=lambda: signal.signal(signal.SIGCHLD, signal.SIG_IGN))
+    """Nothing can be reaped then, so the service process fails after its program has run. The
+    program runs until this process has adopted the service process and so sees its end."""
+    host.act("other", f"serve {host.dir}/pid")
+    start(host, settle=False, prepare=lambda: signal.signal(signal.SIGCHLD, signal.SIG_IGN))
+    wait_until((host.dir / "pid").exists, "the service's pid file")
+    program = (host.dir / "pid").read_text().strip()
+    stat = Path(f"/proc/{program}/stat").read_text()
+    service = int(stat.rpartition(")")[2].split()[1])
+    wait_until(lambda: service in children(), "the adoption of the service process")
+    os.kill(int(program), signal.SIGTERM)
+    assert host.settle()[service] == 255
     assert int(only_report(host).ignored, 16) & 1 << signal.SIGCHLD - 1
-    assert 255 in result.orphans.values()
     assert errors_file("other") is None
 
 
@@ -189,8 +198,15 @@ def test_every_exit_code_is_recorded(host):
         assert result.out == (b"Service failed\n" if code else b"")
 
 
-def test_the_text_is_attached_before_the_file(host):
-    """The errors file's cat: the feeding process was forked while output was still unmoved."""
+def test_an_errors_file_of_before_outlives_a_pid_file_that_cannot_be_read(host):
+    host.remove("cat")
+    Path("/tmp/zrckav_other_errors").write_text("7")
+    result = start(host, "--no-daemon=1", f"--service-pidfile={host.file('pid', '1')}")
+    assert (result.status, result.out) == (1, b"Error\n")
+    assert errors_file("other") == "7"
+
+
+def test_the_errors_files_cat_has_a_pipe_and_the_file(host):
     start(host, "--no-daemon=1")
     (cat,) = host.reports("cat")
     assert cat.argv == ["cat"]

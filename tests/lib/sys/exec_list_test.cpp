@@ -175,25 +175,6 @@ TEST_F(ExecList, AListRunsAgainWithNewPipes) {
     EXPECT_EQ(test::descriptors(), own);
 }
 
-TEST_F(ExecList, ProgramsThatAreNotWaitedForPassMoreThanAPipeHolds) {
-    TExecList list = probe({"write", "1000000"}, 5) | probe({"count"});
-    list = list.toFile(dir / "count");
-    EXPECT_EQ(runList(list).code, 0);
-    EXPECT_EQ(readFile(dir / "count"), "1000000");
-}
-
-// The writer is waited for before its reader starts. Only the alarm ends this.
-TEST_F(ExecList, AFullPipeInAWaitedPipelineBlocksForEver) {
-    const test::Captured captured = test::inChild(
-        [] {
-            TExecList list = probe({"write", "1000000"}) | probe({"count"});
-            runList(list);
-        },
-        1);
-    EXPECT_TRUE(captured.signalled(SIGALRM));
-    EXPECT_EQ(captured.out, "");
-}
-
 TEST_F(ExecList, AFailingPipeIsThrown) {
     isolated([] {
         TExecList list = probe({"exit", "0"}) | probe({"exit", "0"});

@@ -44,6 +44,32 @@ TEST_F(Output, ASingleRunnerIsTakenToo) {
     EXPECT_EQ(out, "text\n");
 }
 
+// What a program finds in its mode besides the three bits is no part of a run.
+TEST_F(Output, ModeOfACaptureIsTheKnownBitsWithoutTheWaitBit) {
+    class NoteMode : public TExec::TPrepare {
+      public:
+        explicit NoteMode(std::uint64_t& mode) : mode_(mode) {}
+        void beforeFork(TExec& exec) override { mode_ = exec.mode(); }
+
+      private:
+        std::uint64_t& mode_;
+    };
+    for (std::uint64_t known = 1; known <= mode_mask; known += 2) {
+        std::uint64_t mode = 0;
+        const std::uint64_t all = known | std::uint64_t{1} << 40U | std::uint64_t{8};
+        captured(probe({"exit", "0"}, all).with(TExec::Preparer(new NoteMode(mode))));
+        EXPECT_EQ(mode, known & ~wait_mode);
+    }
+}
+
+// The pipe's read end is number 1 then, and closed before the write end takes that number.
+TEST_F(Output, StandardOutputThatWasClosedIsCapturedToo) {
+    isolated([] {
+        ::close(STDOUT_FILENO);
+        EXPECT_EQ(captured(probe({"args", "x"})), "x\n");
+    });
+}
+
 TEST_F(Output, EarlierContentIsReplaced) {
     EXPECT_EQ(captured(probe({"exit", "0"})), "");
     EXPECT_EQ(captured(probe({"args", "x"})), "x\n");

@@ -31,7 +31,11 @@ void countInterrupt(int /*signal*/) { *interrupted = *interrupted + 1; }
 
 }  // namespace
 
-RunTest::RunTest() : owner_(::getpid()), open_(descriptors()) {}
+RunTest::RunTest() : owner_(::getpid()), open_(descriptors()) {
+    // One that everybody may search: an entry that may not be searched makes of a program that
+    // is nowhere one that may not be run.
+    ::setenv("PATH", "/usr/bin:/bin", 1);
+}
 
 RunTest::~RunTest() {
     if (::getpid() != owner_) {
