@@ -47,7 +47,7 @@ def under_strace(scenario, server, *options):
     for old in Path("/tmp").glob("strace*"):
         old.unlink()
     strace = world.spawn(["/usr/bin/strace", "-o", "/tmp/strace", *options, world.PROGRAM,
-                          *world.arguments(scenario)], "/tmp/out", "/tmp/err")
+                          *world.arguments(scenario)])
     return os.waitstatus_to_exitcode(world.wait_for_all(strace, server))
 
 
@@ -105,6 +105,6 @@ def test_the_same_failure_has_the_same_outcome(scenario, server):
         status = under_strace(scenario, server, "-e",
                               f"inject={raw}:error={errorcode[failure.error]}:{when}")
         assert ours.ends["1"] == f"exited {status}", failure
-        assert ours.lines == sorted(Path("/tmp/out").read_text().splitlines()), failure
+        assert ours.lines == sorted(world.OUT.read_text().splitlines()), failure
         errors = world.errors_file(scenario)
         assert ours.errors == (errors.read_text() if errors.exists() else None), failure

@@ -1,16 +1,16 @@
 """The lines and the exit statuses of each command, whatever fails. Wider than the model, which says
 the one outcome of each failure: a mistake in the model cannot let through what no administrator
-could look up. docs/messages.md must have every line."""
+could look up. docs/messages.md must have every line for its command, and the statuses of a daemon
+start are read from there."""
 
 import os
-from pathlib import Path
 
+from document import GENERATIONS, SYSTEM_TEXT, daemon_statuses, has_line
 from errors import ERRORS
 
-DOCUMENT = Path(__file__).resolve().parents[2] / "docs/messages.md"
 ERROR_NUMBERS = sorted({number for numbers in ERRORS.values() for number in numbers})
 SYSTEM_TEXTS = {os.strerror(number) for number in ERROR_NUMBERS}
-DAEMON_STATUSES = {0, 1, 255, *ERROR_NUMBERS}
+DAEMON = daemon_statuses(ERROR_NUMBERS)
 
 RUNNING = {"Error", *SYSTEM_TEXTS}
 WRONG = {"delete-file": "Requires long option '--file'", "": "Unknown option '--bogus'",
@@ -29,8 +29,6 @@ LINES = {
     "config-file-content": SYSTEM_TEXTS,
     "save-to-config-file": SYSTEM_TEXTS,
 }
-STATUSES = {command: {0, 1} for command in LINES} | {
-    "help": {0}, "start-service": DAEMON_STATUSES, "restart-service": DAEMON_STATUSES}
 
 
 def of_programs(scenario):
@@ -43,28 +41,57 @@ def of_programs(scenario):
     return own
 
 
+def starts_daemon(scenario):
+    return scenario.command == "restart-service" or (
+        scenario.command == "start-service" and not scenario.foreground)
+
+
+def statuses(scenario, process):
+    """The exit statuses of a process while it is ours. In a daemon start they depend on its
+    generation, which its name tells: "1" is the invoking process, "1.2.1" its grandchild. A child
+    that was to become the cat of a pid file ends as the session leader does."""
+    if starts_daemon(scenario):
+        return DAEMON[min(process.count("."), len(DAEMON) - 1)]
+    return {0} if scenario.command == "help" else {0, 1}
+
+
+def is_listed_end(scenario, process, end):
+    """No process dies, and the invoking process does not become a program either."""
+    kind, _, status = end.partition(" ")
+    if kind == "became":
+        return process != "1"
+    return kind == "exited" and int(status) in statuses(scenario, process)
+
+
+def errors_texts(scenario):
+    """The errors file: absent, empty, or the exit code of the program or of the child that could
+    not become it; and a daemon has no stream to write a system text to."""
+    daemon = starts_daemon(scenario)
+    codes = {scenario.ends, *map(str, DAEMON[-1] if daemon else {1})}
+    texts = set() if daemon else {text + "\n" for text in SYSTEM_TEXTS}
+    return {None, "", *codes, *texts, *({"77"} if scenario.old_errors else ())}
+
+
 def unlisted(scenario, outcome):
     """Every line, status and text of the errors file that the document does not have."""
-    command = scenario.command
-    lines = LINES[command] | of_programs(scenario)
+    lines = LINES[scenario.command] | of_programs(scenario)
     if scenario.bare or scenario.extra:
-        lines = lines | {WRONG.get(command)}
+        lines = lines | {WRONG.get(scenario.command)}
     found = [f"line {line!r}" for line in outcome.lines if line not in lines]
-    for process, end in outcome.ends.items():
-        kind, _, status = end.partition(" ")
-        if kind == "died" or kind == "exited" and int(status) not in STATUSES[command]:
-            found.append(f"{process} {end}")
-    texts = {None, "", "77", *(str(status) for status in DAEMON_STATUSES | {3}),
-             *(text + "\n" for text in SYSTEM_TEXTS)}
-    if outcome.errors not in texts:
+    found += [f"{process} {end}" for process, end in outcome.ends.items()
+              if not is_listed_end(scenario, process, end)]
+    if outcome.errors not in errors_texts(scenario):
         found.append(f"errors file {outcome.errors!r}")
     return found
 
 
 def missing_in_document():
-    """The lines above that the document does not quote. System texts are there as a kind, and
-    wrong command lines with a NAME."""
-    text = DOCUMENT.read_text()
-    own = set().union(*LINES.values()) - SYSTEM_TEXTS
-    own |= {line.replace("bogus", "NAME").replace("--file", "--NAME") for line in WRONG.values()}
-    return sorted(line for line in own if f'"{line}"' not in text)
+    """The lines above that the document does not have for their command, and the processes without
+    a status. System texts are there as a kind, and wrong command lines with a NAME."""
+    wanted = {(command, SYSTEM_TEXT if line in SYSTEM_TEXTS else f'"{line}"')
+              for command, lines in LINES.items() for line in lines}
+    wanted |= {(command, '"' + line.replace("bogus", "NAME").replace("--file", "--NAME") + '"')
+               for command, line in WRONG.items()}
+    processes = [process for process, known in zip(GENERATIONS, DAEMON) if not known]
+    return processes + [f"--{command}: {text}" for command, text in sorted(wanted)
+                        if not has_line(command, text)]

@@ -13,6 +13,7 @@ import sys
 import listed
 import world
 from errors import DECISIVE, failures
+from harm import harm, unfailed
 from model import expected
 from observe import MODELLED, run
 from scenarios import SCENARIOS
@@ -47,19 +48,29 @@ def memory_before_main(failure, seen):
             and seen.outcome.ends["1"] in ("exited 127", "died 6", "died 11"))
 
 
-def violations(scenario, failure, seen):
-    """What is wrong with one run, in words."""
+def violations(scenario, failure, seen, base):
+    """What is wrong with one run, in words. An end before main is excused for the invoking
+    process alone, and excuses no harm."""
     if seen.tracer != 0:
         return [f"fail_call ended with {seen.tracer}"]
-    if failure and memory_before_main(failure, seen):
-        return []
-    found = [f"standard error of ours: {seen.err!r}"] if seen.err else []
+    excused = failure and memory_before_main(failure, seen)
+    found = harm(seen, base)
+    found += [f"not listed: {text}" for text in listed.unlisted(
+        scenario, others(seen.outcome) if excused else seen.outcome)]
+    if excused:
+        return found
+    found += [f"standard error of ours: {seen.err!r}"] if seen.err else []
     if failure and not any(call.chosen for call in seen.calls):
         found.append("the call was never made")
-    found += [f"not listed: {text}" for text in listed.unlisted(scenario, seen.outcome)]
     if failure is None or failure.call != "memory":
         found += difference(seen.outcome, expected(scenario, failure))
     return found
+
+
+def others(outcome):
+    """The outcome without the end of the invoking process."""
+    ends = {process: end for process, end in outcome.ends.items() if process != "1"}
+    return dataclasses.replace(outcome, ends=ends)
 
 
 def kind(failure, seen, base):
@@ -87,7 +98,7 @@ def is_decisive(failure):
     return failure.call in DECISIVE or failure.call == "read" and failure.k <= LAST_SHORT_READ
 
 
-def try_failure(scenario, server, failure, repeats):
+def try_failure(scenario, server, base, failure, repeats):
     """Runs one failure and then repeats it. Returns the last observation, or None, and what was
     wrong."""
     seen, found = None, []
@@ -97,7 +108,7 @@ def try_failure(scenario, server, failure, repeats):
             seen = run(scenario, server, failure)
         except world.Astray as astray:
             return None, [*found, str(astray)]
-        found += violations(scenario, failure, seen)
+        found += violations(scenario, failure, seen, base)
         if before is not None:
             found += [f"the second time, {text}"
                       for text in difference(seen.outcome, before.outcome)]
@@ -107,19 +118,21 @@ def try_failure(scenario, server, failure, repeats):
 def plan(scenario, server, worker, workers, every):
     """The base run of a scenario and the worker's share of its failures."""
     world.make_programs(scenario)
-    base = run(scenario, server)
-    return base, chosen(failures(base.calls), every)[worker::workers]
+    seen = run(scenario, server)
+    every_failure = failures(seen.calls)
+    return (unfailed(scenario, seen, every_failure),
+            chosen(every_failure, every)[worker::workers])
 
 
 def run_scenario(scenario, server, base, share, repeats):
     """The worker's share of one scenario, as a report."""
     world.make_programs(scenario)
-    found = [("no failure", text) for text in violations(scenario, None, base)]
+    found = [("no failure", text) for text in violations(scenario, None, base.seen, base)]
     kinds = {}
     for failure in share:
-        seen, wrong = try_failure(scenario, server, failure, repeats)
+        seen, wrong = try_failure(scenario, server, base, failure, repeats)
         found += [(str(failure), text) for text in wrong]
-        what = "violation" if wrong else kind(failure, seen, base.outcome)
+        what = "violation" if wrong else kind(failure, seen, base.seen.outcome)
         kinds[what] = kinds.get(what, 0) + 1
         print(json.dumps({"done": 1}), flush=True)
     return {"scenario": scenario.name, "injections": len(share), "kinds": kinds,

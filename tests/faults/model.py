@@ -19,6 +19,8 @@ class Model(Machine):
     def __init__(self, scenario, failure):
         super().__init__(scenario, failure)
         self.files = dict(world.TEXTS)
+        if not scenario.target:
+            self.files.pop("target")
         self.signals = []
 
     def has(self, path):

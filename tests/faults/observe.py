@@ -31,6 +31,8 @@ class Outcome:
 class Observation:
     outcome: Outcome
     calls: list  # every call of ours, as world.Call
+    before: dict  # the files before the run
+    errors_before: str | None  # the text of the errors file before it
     err: str  # what our own processes wrote to standard error
     tracer: int  # the exit status of fail_call
 
@@ -96,32 +98,37 @@ def run(scenario, server, failure=None):
     process is left but the server."""
     server.ensure()
     world.make_files(scenario, server.pid)
-    log = "/tmp/log"
+    before = files_of(scenario, server.pid)
     target = {"live": server.pid, "stale": world.STALE}.get(scenario.pid_file, 0)
     fail = failure.options() if failure else []
-    tracer = world.spawn([world.FAIL_CALL, log, str(target), *fail, world.PROGRAM,
-                          *world.arguments(scenario)], "/tmp/out", "/tmp/err")
+    tracer = world.spawn([world.FAIL_CALL, world.LOG, str(target), *fail, world.PROGRAM,
+                          *world.arguments(scenario)])
     pid = server.pid
     status = world.wait_for_all(tracer, server)
-    calls, ends = parse(world.Path(log).read_text())
+    calls, ends = parse(world.LOG.read_text())
     server.settle(("server", signal.SIGTERM, 0) in signals(calls, pid))
-    return observation(scenario, pid, status, calls, ends)
+    files, errors = files_of(scenario, pid)
+    outcome = Outcome(ends=ends, calls=modelled(calls, ends),
+                      lines=sorted(world.OUT.read_text().splitlines()),
+                      errors=errors, files=files, signals=signals(calls, pid))
+    return Observation(outcome, calls, *before, standard_error(calls),
+                       os.waitstatus_to_exitcode(status))
 
 
-def observation(scenario, server, status, calls, ends):
-    errors = world.errors_file(scenario)
+def files_of(scenario, server):
+    """Every file but the errors file, with "server" for its process number, and the text of the
+    errors file."""
     files = world.snapshot()
     pid = str(world.ROOT / "pid")
     if scenario.pid_file == "live" and files.get(pid) == f"{server}\n":
         files[pid] = "server\n"
-    outcome = Outcome(
-        ends=ends, calls=modelled(calls, ends),
-        lines=sorted(world.Path("/tmp/out").read_text().splitlines()),
-        errors=errors.read_text() if errors.exists() else None,
-        files=files, signals=signals(calls, server))
-    err = "".join(readable_text(call) for call in calls
-                  if call.name == "write" and call.subject.startswith("2 "))
-    return Observation(outcome, calls, err, os.waitstatus_to_exitcode(status))
+    errors = files.pop(str(world.errors_file(scenario)), None)
+    return files, errors
+
+
+def standard_error(calls):
+    return "".join(readable_text(call) for call in calls
+                   if call.name == "write" and call.subject.startswith("2 "))
 
 
 def readable_text(call):

@@ -17,6 +17,7 @@ class Scenario:
     foreground: bool = False
     tools: bool = True  # whether cat, cp and chown are found
     source: bool = True  # whether the file that is read, copied or deleted exists
+    target: bool = True  # whether the file that is copied to exists
     panel: bool | str = True  # whether the panel configuration exists, or large
     old_errors: bool = False  # whether an errors file of an earlier run exists
     extra: tuple = ()  # further arguments
@@ -52,6 +53,8 @@ def starts(daemon):
         replace(base, name="statistics, configuration absent", service="parse_avstat.pl",
                 config="absent", old_errors=True),
         replace(base, name="killed, old errors", ends="killed", old_errors=True),
+        replace(base, name="pid file live", pid_file="live"),
+        replace(base, name="pid file stale", pid_file="stale"),
         replace(base, name="program missing", program="missing"),
         replace(base, name="program not executable", program="not executable"),
         replace(base, name="no cat", tools=False),
@@ -67,8 +70,11 @@ def restarts():
              for state in ("absent", "empty", "live", "stale", "zero")]
     kinds += [
         replace(base, name="keepup2date absent", service="keepup2date", pid_file="absent"),
+        replace(base, name="keepup2date empty", service="keepup2date", pid_file="empty"),
         replace(base, name="keepup2date live, exits 3", service="keepup2date",
                 pid_file="live", ends="3", config="present"),
+        replace(base, name="statistics empty", service="parse_avstat.pl", pid_file="empty",
+                config="present", old_errors=True),
         replace(base, name="statistics live", service="parse_avstat.pl", pid_file="live",
                 config="present"),
         replace(base, name="statistics stale, configuration absent", pid_file="stale",
@@ -99,13 +105,12 @@ SCENARIOS = [
     Scenario("kill-service, no cat", "kill-service", "live", tools=False),
     *starts(daemon=False),
     *starts(daemon=True),
-    Scenario("start-service, pid file live", "start-service", "live"),
-    Scenario("start-service, pid file stale", "start-service", "stale", foreground=True),
     *restarts(),
     Scenario("config-file-content", "config-file-content"),
     Scenario("config-file-content, absent", "config-file-content", source=False),
     Scenario("config-file-content, no cat", "config-file-content", tools=False),
     Scenario("save-to-config-file", "save-to-config-file"),
     Scenario("save-to-config-file, source absent", "save-to-config-file", source=False),
+    Scenario("save-to-config-file, target absent", "save-to-config-file", target=False),
     Scenario("save-to-config-file, no tools", "save-to-config-file", tools=False, panel=False),
 ]
