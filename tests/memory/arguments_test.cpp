@@ -118,6 +118,43 @@ TEST(RefusedArguments, IndexErrorIsRaisedOrBadAllocAndTheListStays) {
     });
 }
 
+TEST(RefusedArguments, CopyOfAnErrorIsWholeOrBadAlloc) {
+    TEArgs args = filled(TEArgs::max_size);
+    try {
+        args << word;
+    } catch (const TEArgs::TOverflow& error) {
+        forEveryRefusal([&error](Attempt& attempt) {
+            const bool refused = attempt.run([&error] {
+                const TEArgs::TOverflow copy(error);
+                EXPECT_EQ(copy.message(), error.message());
+            });
+            EXPECT_EQ(refused, attempt.refused());
+            EXPECT_EQ(error.args().size(), TEArgs::max_size);
+        });
+        return;
+    }
+    FAIL() << "the list has no end";
+}
+
+TEST(RefusedArguments, CopyOfAnIndexErrorLikewise) {
+    const TEArgs args = filled(2);
+    try {
+        args.at(2);
+    } catch (const TEArgs::TOutOfRange& error) {
+        forEveryRefusal([&error](Attempt& attempt) {
+            const bool refused = attempt.run([&error] {
+                const TEArgs::TOutOfRange copy(error);
+                EXPECT_EQ(copy.message(), error.message());
+                EXPECT_EQ(copy.index(), 2U);
+            });
+            EXPECT_EQ(refused, attempt.refused());
+            EXPECT_EQ(error.args().size(), 2U);
+        });
+        return;
+    }
+    FAIL() << "the index is taken";
+}
+
 TEST(RefusedArguments, CopiesAskForNothing) {
     TEArgs args = filled(2);
     const Attempt attempt(1, true, test::Refused::caller);

@@ -23,37 +23,39 @@ namespace {
 
 constexpr int thrown_status = 78;
 
+// Deaf from its first moment on: the signals are ignored before it exists.
 pid_t startService() {
+    auto* const terminate = ::signal(SIGTERM, SIG_IGN);
+    auto* const hangUp = ::signal(SIGHUP, SIG_IGN);
     const pid_t service = ::fork();
     if (service == 0) {
-        static_cast<void>(::signal(SIGTERM, SIG_IGN));
-        static_cast<void>(::signal(SIGHUP, SIG_IGN));
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         for (;;) {
             ::pause();
         }
     }
+    static_cast<void>(::signal(SIGTERM, terminate));
+    static_cast<void>(::signal(SIGHUP, hangUp));
     return service;
 }
 
-// Everything but the service, which goes on; false when one was ended by a signal.
+bool onlyChild(pid_t service) {
+    const std::string list = "/proc/self/task/" + std::to_string(::getpid()) + "/children";
+    return readFile(list) == std::to_string(service) + " ";
+}
+
+// Everything but the service, which goes on; false when one was ended by a signal, or the
+// service itself ended.
 bool reapOrphans(pid_t service) {
     bool clean = true;
-    for (;;) {
+    while (!onlyChild(service)) {
         siginfo_t info{};
-        // Told, not yet taken: the service is to stay what it is.
-        if (::waitid(P_ALL, 0, &info, WEXITED | WNOWAIT | WNOHANG) != 0 || info.si_pid == 0) {
-            // Whoever is left besides the service still runs, and is waited for.
-            std::string children =
-                readFile("/proc/self/task/" + std::to_string(::getpid()) + "/children");
-            if (children == std::to_string(service) + " ") {
-                return clean;
-            }
-            ::waitid(P_ALL, 0, &info, WEXITED | WNOWAIT);
+        if (::waitid(P_ALL, 0, &info, WEXITED) != 0) {
+            return false;
         }
         clean = clean && info.si_code == CLD_EXITED && info.si_pid != service;
-        ::waitpid(info.si_pid, nullptr, 0);
     }
+    return clean;
 }
 
 }  // namespace
@@ -65,8 +67,6 @@ Host::Host() : service_(startService()) {
         std::filesystem::create_symlink("/bin/true", dir_ / "bin/" + name);
     }
     std::filesystem::create_symlink("/bin/false", dir_ / "bin/failing");
-    writeFile(file(), "content\n");
-    writeFile(config(), "old\n");
     writeFile(pidFile(), std::to_string(service_) + "\n");
     writeFile("/etc/zrc/zrc.conf", "PRODUCT_ROOT_D /opt/product\n");
 }
@@ -79,6 +79,8 @@ Host::~Host() {
 bool Host::serviceLives() const { return ::waitpid(service_, nullptr, WNOHANG) == 0; }
 
 Invocation Host::run(const Attempt& attempt, const std::vector<std::string>& arguments) const {
+    writeFile(file(), "content\n");
+    writeFile(config(), "old\n");
     std::vector<const char*> argv = {"avmanager"};
     for (const std::string& argument : arguments) {
         argv.push_back(argument.c_str());
@@ -92,8 +94,12 @@ Invocation Host::run(const Attempt& attempt, const std::vector<std::string>& arg
     });
     const int status = WIFEXITED(child.status) ? WEXITSTATUS(child.status) : -1;
     const bool clean = reapOrphans(service_);
-    return {status == thrown_status, status, child.out, child.err,
-            !clean || WIFSIGNALED(child.status)};
+    return {status == thrown_status,
+            status,
+            child.out,
+            child.err,
+            !clean || WIFSIGNALED(child.status),
+            attempt.refused()};
 }
 
 namespace {
@@ -116,12 +122,14 @@ std::string withoutConfiguration(const std::string& text) {
 
 void RefusedCommand::refuseCaller(const Arguments& arguments, const Outcome& usual) const {
     bool parserExists = false;
+    bool thrownBefore = false;
     forEveryRefusal([&](Attempt& attempt) {
         const Invocation run = host_.run(attempt, arguments);
         expectSound(run);
         const std::string out = withoutConfiguration(run.out);
         if (run.thrown) {
             EXPECT_FALSE(parserExists);
+            thrownBefore = true;
             EXPECT_EQ(out, "");
             return;
         }
@@ -130,6 +138,7 @@ void RefusedCommand::refuseCaller(const Arguments& arguments, const Outcome& usu
         const bool error = out == "Error\n" && run.status == 1;
         EXPECT_TRUE(asUsual || (attempt.refused() && error)) << run.status << ": " << run.out;
     });
+    EXPECT_TRUE(thrownBefore) << "the making of the parser is answered for";
 }
 
 void RefusedCommand::refuseChildren(const Arguments& arguments,
@@ -158,6 +167,7 @@ void RefusedCommand::expectSound(const Invocation& run) const {
     EXPECT_FALSE(run.signalled) << run.status << ": " << run.err;
     EXPECT_EQ(withoutConfiguration(run.err), "");
     EXPECT_TRUE(host_.serviceLives());
+    expectEffect_(run);
 }
 
 }  // namespace test

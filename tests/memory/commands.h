@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,7 @@ struct Invocation {
     std::string out;
     std::string err;
     bool signalled;  // some process was ended by a signal
+    bool refused;    // memory was refused to some process
 };
 
 // The folder that the commands work on. The process that every pid file names ignores the
@@ -37,7 +39,8 @@ class Host {
     std::string noPidFile() const { return dir_ / "pid-file-of-a-stopped-service"; }
     bool serviceLives() const;
 
-    // Runs the command in a child of its own and waits for every process of it.
+    // Makes the files anew, runs the command in a child of its own and waits for every process
+    // of it.
     Invocation run(const Attempt& attempt, const std::vector<std::string>& arguments) const;
 
   private:
@@ -66,6 +69,9 @@ class RefusedCommand : public testing::Test {
                       const std::string& pidFile) const;
 
     Host host_;
+
+    // Told of every run: what the command may have done to files by then.
+    std::function<void(const Invocation&)> expectEffect_ = [](const Invocation& /*run*/) {};
 
   private:
     void expectSound(const Invocation& run) const;

@@ -1,5 +1,6 @@
 // The front end and the commands about files with memory refused.
 
+#include <filesystem>
 #include <string>
 
 #include "tests/memory/commands.h"
@@ -31,6 +32,9 @@ TEST_F(RefusedFileCommand, CheckInstallWhereThereIsNone) {
 }
 
 TEST_F(RefusedFileCommand, DeleteFile) {
+    expectEffect_ = [this](const test::Invocation& run) {
+        EXPECT_EQ(std::filesystem::exists(host_.file()), run.status != 0);
+    };
     refuseCaller({"--delete-file", "--file=" + host_.file()}, {"", 0});
 }
 
@@ -43,6 +47,12 @@ TEST_F(RefusedFileCommand, ConfigFileContent) {
 TEST_F(RefusedFileCommand, SaveToConfigFile) {
     const Arguments arguments = {"--save-to-config-file", "--file=" + host_.file(),
                                  "--config-file=" + host_.config()};
+    expectEffect_ = [this](const test::Invocation& run) {
+        const std::string config = test::readFile(host_.config());
+        const bool told = run.thrown || run.out.ends_with("Error\n");
+        EXPECT_TRUE(config == "content\n" || (config == "old\n" && run.refused && told))
+            << config;
+    };
     refuseCaller(arguments, {"", 0});
     refuseChildren(arguments, {{"", 0}, {"Error\nError\n", 0}});
 }

@@ -1,4 +1,6 @@
 #include <cerrno>
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -17,9 +19,14 @@ constexpr int more_than_a_table = 25;
 
 std::string last_report;
 
-void keepReport(int /*level*/, const char* format, ...) {
+[[gnu::format(printf, 2, 3)]] void keepReport(int level, const char* format, ...) {
     Attempt::disarm();  // the test's own memory
-    last_report = format;
+    char text[200];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    last_report = std::to_string(level) + " " + text;
     errno = ERANGE;
 }
 
@@ -92,7 +99,7 @@ TEST_F(RefusedConfiguration, GrowingThatIsRefusedLeavesTheTable) {
     forEveryRefusal([](Attempt& attempt) {
         conf_table* const table = tableOf(20);
         expectOutOfMemory(attempt, resultOf(attempt, [&] { return conf_init_r(table); }),
-                          "Unable to read configuration: %s");
+                          "12 Unable to read configuration: Cannot allocate memory");
         EXPECT_EQ(table->size, attempt.refused() ? 20U : 40U);
         expectAll(table, 20);
         conf_free_r(table);
@@ -116,7 +123,7 @@ TEST_F(RefusedConfiguration, CopiesThatAreRefusedAreReported) {
         conf_table* const table = tableOf(5);
         expectOutOfMemory(
             attempt, resultOf(attempt, [&] { return conf_add_r(name.c_str(), "v", table); }),
-            "Unable to form configuration: %s");
+            "12 Unable to form configuration: Cannot allocate memory");
         conf_free_r(table);
     });
 }

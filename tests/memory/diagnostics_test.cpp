@@ -55,6 +55,17 @@ TEST(RefusedReport, LongOneIsCutWhenItsRoomIsRefused) {
     });
 }
 
+TEST(RefusedReport, LongOneIsCutExactlyWhereItsEnlargementIsRefused) {
+    const std::string text(5000, 'x');
+    const Attempt enlargement(2, false, test::Refused::caller);
+    const test::Captured child = captured(enlargement, [&] {
+        errno = ENOENT;
+        report_error(0, 1, "%s", text.c_str());
+    });
+    EXPECT_EQ(child.out, text.substr(0, 4095) + "\n");
+    EXPECT_EQ(child.err, child.out);
+}
+
 TEST(RefusedReport, ExitStatusIsTheReportersInAnyCase) {
     forEveryRefusal([](Attempt& attempt) {
         const test::Captured child = captured(attempt, [] { report_error(7, 1, "the end"); });
@@ -114,6 +125,15 @@ TEST_F(RefusedVariables, OnlyTheTableItselfIsReported) {
     });
 }
 
+TEST_F(RefusedVariables, TableThatIsRefusedIsReportedOnBothStreams) {
+    const Attempt table(1, false, test::Refused::caller);
+    const test::Captured child = captured(table, [] { zrcConfInit(); });
+    EXPECT_EQ(child.out,
+              "Not enough memory to allocate Zarnic runtime configuration structure\n"
+              "\nSystem error 12: Cannot allocate memory\n");
+    EXPECT_EQ(child.err, child.out);
+}
+
 TEST_F(RefusedVariables, LookupsGiveTheDefaultOrNullWhileRefused) {
     forEveryRefusal([](Attempt& attempt) {
         const test::Captured child = test::inChild([&] {
@@ -131,6 +151,26 @@ TEST_F(RefusedVariables, LookupsGiveTheDefaultOrNullWhileRefused) {
                 fallback == "/opt/product" || fallback == "/usr/local/zrc";
             const bool nowThere = std::string(zrcConfGet("OTHER")) == "x";
             std::_Exit(valueFits && fallbackFits && nowThere ? 0 : 93);
+        });
+        EXPECT_TRUE(child.exited(0)) << child.status;
+    });
+}
+
+TEST_F(RefusedVariables, LookupsOfAnyNameAndOfADefaultLikewise) {
+    forEveryRefusal([](Attempt& attempt) {
+        const test::Captured child = test::inChild([&] {
+            const char* any = nullptr;
+            const char* fallback = nullptr;
+            attempt.run([&] {
+                any = zrcConfGet("OTHER");
+                fallback = zrcConfGetDefaultByIndex(29);
+            });
+            const std::string anyText = any == nullptr ? "(null)" : any;
+            const std::string text = fallback == nullptr ? "(null)" : fallback;
+            const bool refused = attempt.refused();
+            const bool anyFits = anyText == "x" || (refused && anyText == "(null)");
+            const bool fits = text == "/opt/product" || (refused && text == "/usr/local/zrc");
+            std::_Exit(anyFits && fits ? 0 : 95);
         });
         EXPECT_TRUE(child.exited(0)) << child.status;
     });

@@ -1,5 +1,6 @@
 #include "lib/opt/parsing.h"
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 
@@ -103,6 +104,41 @@ TEST(RefusedParsing, UnsuitableOptionLikewise) {
         attempt.run([&] { EXPECT_EQ(raised(ask), message); });
         EXPECT_EQ(raised(ask), message);
     });
+}
+
+template <class Error>
+void copyRefused(const std::function<void()>& operation) {
+    try {
+        operation();
+    } catch (const Error& error) {
+        forEveryRefusal([&error](Attempt& attempt) {
+            const bool refused = attempt.run([&error] {
+                const Error copy(error);
+                EXPECT_EQ(copy.message(), error.message());
+            });
+            EXPECT_EQ(refused, attempt.refused());
+        });
+        return;
+    }
+    FAIL() << "nothing was raised";
+}
+
+TEST(RefusedParsing, CopyOfAnErrorIsWholeOrBadAlloc) {
+    TOParsing parser = parse();
+    copyRefused<TOParsing::TNoLOpt>([&] { static_cast<void>(parser.lopt(missing, req_arg)); });
+    copyRefused<TOParsing::TBadLOpt>([&] { static_cast<void>(parser.lopt(file, no_arg)); });
+    parser.clear();
+    static_cast<void>(parser.sopt('x'));
+    copyRefused<TOParsing::TUnknLOpt>([&] { parser.check(); });
+}
+
+TEST(RefusedParsing, ClearAfterAShortQueryAsksForNothing) {
+    TOParsing parser = parse();
+    const TOParsing::TResult result = parser.sopt('q');
+    const Attempt attempt(1, true, test::Refused::caller);
+    EXPECT_FALSE(attempt.run([&] { parser.clear(); }));
+    EXPECT_FALSE(attempt.refused());
+    EXPECT_EQ(parser.state(), TOParsing::goodbit);
 }
 
 TEST(RefusedParsing, ValueThatIsRefusedLeavesItsTarget) {

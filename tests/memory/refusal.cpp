@@ -57,6 +57,11 @@ bool refuse() {
         std::abort();
     }
     refusals = static_cast<long*>(page);
+    // Last of all in a process: what a tool does at its end, like writing out what it counted,
+    // is not refused any more.
+    if (std::atexit(test::Attempt::disarm) != 0) {
+        std::abort();
+    }
     std::set_terminate(terminated);
 }
 
