@@ -62,3 +62,17 @@ def test_every_named_test_of_the_deliberate_list_exists():
     missing = [test for test in named
                if not re.search(r"\b" + r",\s*".join(test.split(".")) + r"\b", everything)]
     assert missing == []
+
+
+def test_no_document_has_a_gap_to_be_filled_in():
+    gaps = [(name(path), gap) for path in tracked() if path.suffix == ".md"
+            for gap in re.findall(r"@[A-Z]+@|TODO|FIXME", path.read_text())]
+    assert gaps == []
+
+
+def test_every_named_case_of_the_deliberate_list_exists():
+    named = set(re.findall(r'case "([^"]+)"', (ROOT / "docs/deliberate.md").read_text()))
+    assert len(named) > 10
+    cases = set(re.findall(r'^name = "([^"]+)"$', "\n".join(
+        path.read_text() for path in (ROOT / "tests/blackbox/cases").glob("*.toml")), re.M))
+    assert named - cases == set()
