@@ -11,8 +11,8 @@ set title "Time of ours / time of the peer (medians): 1 is equal, less is faster
 set lmargin at screen 0.44
 set rmargin at screen 0.97
 set logscale x 10
-set xrange [0.05:20]
-set xtics (0.05, 0.1, 0.2, 0.5, 1, 2, 5, 10, 20)
+set xrange [0.05:50]
+set xtics (0.05, 0.1, 0.2, 0.5, 1, 2, 5, 10, 20, 50)
 set grid xtics
 stats folder . "/ratios.dat" using 2 nooutput
 rows = int(STATS_records)

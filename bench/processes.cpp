@@ -2,10 +2,10 @@
 //
 //   processes OUT.json ROUNDS LABEL PROGRAM ARGUMENT... [-- LABEL PROGRAM ARGUMENT...]...
 //
-// Each round runs every command once, in turn, so that whatever else the machine does meets all
-// of them alike; the first command of a round moves on by one each time. Standard output is a
-// pipe, as the panel's is, input and errors are /dev/null, and everything runs on one
-// processor. A command must exit with 0.
+// Each round runs every command once, in an order of its own, so that whatever else the machine
+// does meets all of them alike, and so does what the command before leaves in its caches.
+// Standard output is a pipe, as the panel's is, input and errors are /dev/null, and everything
+// runs on one processor. A command must exit with 0.
 //
 // Static and small on purpose: the peak memory that the kernel reports for a child includes
 // what its starter had before exec, so this program must stay below what it measures.
@@ -24,6 +24,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <random>
 #include <vector>
 
 namespace {
@@ -132,11 +133,15 @@ void runRounds(std::vector<Command>& commands, long rounds) {
         measure(command, streams);
         settle(streams);
     }
-    const auto count = static_cast<long>(commands.size());
+    std::vector<Command*> order;
+    for (Command& command : commands) {
+        order.push_back(&command);
+    }
+    std::minstd_rand random;  // the same orders in every measurement
     for (long round = 0; round < rounds; ++round) {
-        for (long i = 0; i < count; ++i) {
-            Command& command = commands[static_cast<std::size_t>((round + i) % count)];
-            command.samples.push_back(measure(command, streams));
+        std::shuffle(order.begin(), order.end(), random);
+        for (Command* const command : order) {
+            command->samples.push_back(measure(*command, streams));
             settle(streams);
         }
         if (round % std::max(rounds / 20, 1L) == 0) {

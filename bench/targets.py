@@ -49,6 +49,7 @@ LIBRARIES = [
 ]
 
 PROCESSES = [
+    Comparison("what cannot be told apart", "empty again", "empty"),
     Comparison("`--help`", "help", "empty"),
     Comparison("`--check-install`", "check-install", "empty", 1.10),
     Comparison("`--check-install`", "check-install", "floor check-install"),
@@ -79,6 +80,8 @@ ABSOLUTES = [
              lambda results: results.processes["check-install"]["memory"], 2.0, "MiB"),
     Absolute("peak memory of `--service-started`, its cat included",
              lambda results: results.processes["service-started"]["memory"], 2.0, "MiB"),
+    Absolute("peak memory of `--start-service`",
+             lambda results: results.processes["start-service"]["memory"], 2.0, "MiB"),
     Absolute("size of the executable", lambda results: results.executable, 1.5, "MiB"),
     Absolute("system calls of `--help`",
              lambda results: results.breakdown["help"]["calls"], 16),

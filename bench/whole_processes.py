@@ -33,6 +33,7 @@ def commands(tree):
     service = [f"--kav-dir={kav}", "--service=other"]
     return {
         "empty": [empty],
+        "empty again": [empty],
         "help": [ours, "--help"],
         "check-install": [ours, "--check-install", f"--kav-dir={kav}"],
         "floor check-install": [floor, "installed", kav / "bin/aveserver"],
