@@ -12,10 +12,11 @@
 #pragma once
 
 // Loads the file. Returns 0 when it is loaded, now or earlier, and -1 with errno set when it
-// cannot be.
+// cannot be. Only a lack of memory for the table itself is reported by report_error, to both
+// standard streams; everything else goes to the silent message channel.
 int zrcConfInit();
 
-// The file's value of any name, or null.
+// The file's value of any name, which must not be null; null when there is none.
 const char* zrcConfGet(const char* name);
 
 // The file's value of variable 1 to 31, or null. Any other index is an assertion failure.

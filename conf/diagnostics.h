@@ -22,9 +22,12 @@ extern vmessage_function vmessage_fn;  // vconsole_message at first
 
 // --- settings ---
 
-extern int log_threshold;   // console messages of a level above it are dropped; 6 at first
-extern int log_facility;    // the system log's facility; LOG_MAIL at first
-extern int log_to_console;  // 1 while the target is the console; stored, read by no writer
+extern int log_threshold;  // console messages of a level above it are dropped; 6 at first
+extern int log_facility;   // the system log's facility; LOG_MAIL at first
+
+// 1 at first; then 1 after a level of 1 or more, unless the target's name begins otherwise than
+// "console" (in any case), and else 0. Stored for others: no writer here reads it.
+extern int log_to_console;
 
 // When set, its base name and ": " come before every error of report_error. Not copied: it must
 // stay valid. Null at first.
@@ -32,7 +35,8 @@ extern const char* program_path;
 
 // Points the channel at a target. A null `target` is the system log: it is closed and opened
 // again with the identity (not copied, see openlog(3)), the options with LOG_PID added and the
-// facility; the level of a message is then its priority, and no threshold applies. Any other
+// facility; the level of a message is then passed to syslog(3) as it is, and no threshold
+// applies: the reader's 12 counts as a priority and a facility of its own there. Any other
 // target is the console, with `level` as the threshold; a level below 1 makes that 0.
 void set_log_target(const char* target, int level, int facility, int options,
                     const char* identity);
@@ -52,6 +56,9 @@ void set_log_target(const char* target, int level, int facility, int options,
 // The addition is left out when message and addition together do not fit 4095 bytes; a longer
 // message is written whole. Ends the process with `exit_status` unless that is 0. The second
 // argument is not used. errno is as it was on return.
+//
+// Without memory for a long message, its first 4095 bytes are written; without any, "Can't
+// allocate memory for error message" is, and the process ends all the same when it is to.
 [[gnu::format(printf, 3, 4)]] void report_error(int exit_status, int unused, const char* format,
                                                 ...);
 [[gnu::format(printf, 3, 0)]] void vreport_error(int exit_status, int unused,

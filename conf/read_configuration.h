@@ -38,18 +38,20 @@ struct conf_table {
 int conf_init_r(conf_table* pconf);
 
 // Reads a file into the table, over what it holds, and finalises it. Returns 0, or -1 with the
-// errno of the failed open, read or allocation; the pairs added before the failure stay.
+// errno of the failed open, read or allocation; the pairs added before the failure stay. The
+// table is finalised after a failed read, too, but not after a failed open or allocation.
 int conf_read_file_r(const char* conf_file, conf_table* pconf);
 
-// Inserts a copy of the pair, or replaces the value of a name that is there. Returns 0, or -1
-// with errno ENOMEM and the entries as they were.
+// Inserts a copy of the pair, neither null, or replaces the value of a name that is there; a
+// full table grows first in both cases. Returns 0, or -1 with errno ENOMEM and the entries as
+// they were.
 int conf_add_r(const char* name, const char* value, conf_table* pconf);
 
 // Sorts the table by name, unless it is sorted, for logarithmic lookups.
 void conf_finalize_r(conf_table* pconf);
 
-// The value of a name, owned by the table and valid until that name is replaced; null if
-// absent.
+// The value of a name, which must not be null, owned by the table and valid until that name is
+// replaced; null if absent.
 const char* conf_get_r(const char* name, const conf_table* pconf);
 
 // Releases the strings, the entries and the structure itself, which must have come from malloc

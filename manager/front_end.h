@@ -4,6 +4,9 @@
 
 // Runs one invocation and returns the exit status: 0 when a command succeeded or none was
 // given, 1 after any error, which is written as one line to standard output. Throws only
-// std::bad_alloc from creating the option parser. A daemon start ends the calling process with
-// exit(0) instead of returning.
+// std::bad_alloc from creating the option parser.
+//
+// More processes than the calling one may return from it: a daemon start ends the calling
+// process with exit(0) and returns in the detached one, and a child whose program cannot be
+// started returns its own status 1. What stands behind the call must not mind that.
 int runCommandLine(int argc, const char* const* argv);

@@ -16,6 +16,7 @@
 // bare message. Not a zarnic::TError: libraries never raise it and never catch it.
 class TUError {
   public:
+    // Throws std::bad_alloc when the message cannot be copied.
     explicit TUError(const std::string& message) : message_(message) {}
 
     // Never throws, since catching by value copies, and a copy that throws there would end the
@@ -42,6 +43,7 @@ using CommandHandler = bool (*)(zarnic::opt::TOParsing parser);
 // The start parameters of a service, and the service body as its call operator.
 class TStartKAVService {
   public:
+    // Copies the texts. Throws std::bad_alloc.
     TStartKAVService(const std::string& kavDirectory, const std::string& serviceName,
                      const std::string& configurationFile, const std::string& pidFileName);
 
@@ -50,8 +52,9 @@ class TStartKAVService {
     // killed or stopped by a signal (no errors file is left then) and when the statistics
     // script has no configuration file (nothing runs).
     //
-    // Throws TUError "Service failed" for an exit code other than 0, zarnic::SystemError
-    // "waitpid() failed", and what the argument list and the runner throw.
+    // Throws TUError "Service failed" for an exit code other than 0, after recording it, and
+    // zarnic::SystemError "waitpid() failed", leaving no errors file. What the argument
+    // list and the runner throw passes, and the errors file is then as the step before left it.
     int operator()();
 
     std::string kavDir;

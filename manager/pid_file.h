@@ -8,7 +8,8 @@
 #include <string>
 
 // The pid file's whole text, the line feed included; empty when no pid file is named, when its
-// status cannot be queried, or when it is empty. Throws what checkedOutput throws, above all
+// status cannot be queried, or when it is empty. The read end of the capture's pipe stays open.
+// Throws what checkedOutput throws, above all
 // std::runtime_error when cat fails.
 std::string readPidFile(std::string kavDir, std::string service, std::string pidFile);
 

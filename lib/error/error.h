@@ -1,4 +1,5 @@
-// The library error family: every failure of the option and process libraries is a TError.
+// The library error family: the failures of the option and process libraries are TErrors,
+// except what checkedOutput and waitChild of the process library say about a child.
 //
 //   try {
 //       ...
@@ -50,6 +51,7 @@ namespace sys {
 // Base of all process-library errors.
 class TSysErr : public TError {
   public:
+    // Throws std::bad_alloc, as TError.
     explicit TSysErr(const std::string& message);
 };
 
@@ -57,7 +59,7 @@ class TSysErr : public TError {
 class TSysCallErr : public TSysErr {
   public:
     // `errnoValue` is errno as it was right after the failing call; the caller takes it, by
-    // value, before anything else can change it.
+    // value, before anything else can change it. Throws std::bad_alloc.
     explicit TSysCallErr(int errnoValue);
 
     // The error number given at construction.

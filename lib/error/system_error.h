@@ -23,6 +23,8 @@ namespace zarnic {
 // A failed system call with the caller's message; what() adds the system's text.
 class SystemError : public std::runtime_error {
   public:
+    // `errnoValue` is errno as the failing call set it. Throws std::bad_alloc when the message
+    // cannot be copied.
     SystemError(const std::string& message, int errnoValue);
 
     // The error number given at construction.
@@ -30,6 +32,7 @@ class SystemError : public std::runtime_error {
 
     // "message: text of errno", or the bare text when the message is empty. Composed on the
     // first call and kept; while memory for that is refused, the bare message is returned.
+    // Valid as long as this error; ends at a NUL byte of the message.
     const char* what() const noexcept override;
 
   private:
@@ -44,12 +47,13 @@ template <int N>
 requires(N == EPERM || N == ENOENT || N == EINTR || N == ECHILD ||
          N == EAGAIN) class ExSystemError : public SystemError {
   public:
+    // Throws std::bad_alloc, as SystemError.
     explicit ExSystemError(const std::string& message) : SystemError(message, N) {}
 };
 
 // Throws ExSystemError<errnoValue> for the five numbers above and a plain SystemError for any
 // other. An `errnoValue` of 0 stands for the current errno, which always gives the plain class,
-// whatever its value.
+// whatever its value. Throws std::bad_alloc instead when the error cannot be made.
 [[noreturn]] void throw_system_error(const std::string& message, int errnoValue);
 
 }  // namespace zarnic

@@ -52,13 +52,15 @@ class TOpts {
     class TOutOfRange;
 
     // Splits argv[1] up to argv[argc - 1], stopping early at a null pointer. With argc below 1
-    // or a null argv or argv[0], the command line stays empty. The strings are copied.
+    // or a null argv or argv[0], the command line stays empty. The strings are copied. Throws
+    // std::bad_alloc.
     TOpts(const char* const* argv, int argc);
 
-    // The same for a null-terminated argv without a count.
+    // The same for a null-terminated argv without a count. Throws std::bad_alloc.
     explicit TOpts(const char* const* argv);
 
-    // argv[0], empty when there was none.
+    // argv[0], empty when there was none. What this and the queries below refer to lives as
+    // long as the last handle.
     const std::string& programName() const noexcept;
 
     // Every argument after the program name, options included, in command-line order.
@@ -67,8 +69,7 @@ class TOpts {
     // The argument at `index`. Throws TOutOfRange when there is none.
     const std::string& argument(std::uint64_t index) const;
 
-    // The entry of an option, or null when it was not given. Exact, case-sensitive match. The
-    // entry lives as long as the last handle.
+    // The entry of an option, or null when it was not given. Exact, case-sensitive match.
     const ShortEntry* findShort(char letter) const noexcept;
     const LongEntry* findLong(const std::string& name) const noexcept;
 

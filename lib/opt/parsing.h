@@ -64,9 +64,9 @@ class TOParsing {
     // claimed: an optional option with an unsuitable value is ignored, also by check().
     void clear();
 
-    // Raises the latest query's error if it was not cleared, also when its release already did
-    // and only if the mask has its bit; then TUnknSOpt or TUnknLOpt for
-    // the first option, short ones first, that no query claimed. On success every claim is
+    // Raises the latest query's error if it was not cleared, also when its release already did,
+    // and only if the mask has its bit; then TUnknSOpt or TUnknLOpt for the first option, short
+    // ones first, that no query claimed. On success every claim is
     // forgotten and a new series of queries may start; until its first query, check() has
     // nothing to examine and succeeds. After a failure the state stays and check() fails again.
     void check();
@@ -78,7 +78,7 @@ class TOParsing {
     std::uint64_t exceptions() const noexcept;
     void exceptions(std::uint64_t mask) noexcept;
 
-    // The command line that the queries are answered from.
+    // The command line that the queries are answered from. It lives as long as the last handle.
     const TOpts& options() const noexcept;
 
   private:

@@ -41,7 +41,8 @@ struct TExecResult {
 template <class Runner>
 class TAttachments {
   public:
-    // Standard output to a file, created with 0664 less the umask; truncated or appended to.
+    // Standard output to a file, created with 0664 less the umask (open(2)); truncated or
+    // appended to.
     [[nodiscard]] Runner toFile(const std::string& path) const;
     [[nodiscard]] Runner appendToFile(const std::string& path) const;
 
@@ -76,6 +77,7 @@ class TExec : public TAttachments<TExec> {
     // argument list and the default mode.
     explicit TExec(const Preparer& prepare);
 
+    // The arguments, shared with the copies of this runner, and its own mode.
     const TEArgs& args() const noexcept { return args_; }
     std::uint64_t mode() const noexcept { return mode_; }
 
@@ -102,9 +104,12 @@ class TExec : public TAttachments<TExec> {
 
     // Forks, runs and waits as the mode says; without fork_mode the current process becomes
     // the program, in a pipeline or a capture too. An argument ends at its first NUL byte.
-    // waitpid is called once, without a retry on EINTR. Throws TSysCallErr when fork or waitpid
-    // fails, and, in the child, when the program cannot be started; what the preparers throw
-    // passes through.
+    // waitpid is called once, without a retry on EINTR.
+    //
+    // Throws TSysCallErr when fork or waitpid fails; after the latter the child goes on and
+    // is not reaped. In the child, or without fork_mode in this process itself, throws
+    // TSysCallErr when the program cannot be started, and std::bad_alloc without memory for
+    // its arguments. What the preparers throw passes through.
     TExecResult run();
 
   private:

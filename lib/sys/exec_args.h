@@ -42,6 +42,7 @@ class TEArgs {
     // Copy-and-add: a new list with one more element; this one is untouched. Throws TOverflow.
     TEArgs operator+(const char* argument) const;
 
+    // The number of elements, the program path included.
     std::size_t size() const noexcept;
 
     // The element at `index`, valid until the list is changed. Throws TOutOfRange.

@@ -21,6 +21,7 @@ class TExecList : public TAttachments<TExecList> {
     TExecList() = default;
     TExecList(const TExec& program);  // NOLINT(google-explicit-constructor): a one-element list
 
+    // The programs, for whoever runs them or changes their modes.
     const std::list<TExec>& programs() const noexcept { return programs_; }
     std::list<TExec>& programs() noexcept { return programs_; }
 
@@ -33,7 +34,8 @@ class TExecList : public TAttachments<TExecList> {
 };
 
 // The left side's programs followed by the right one, with a pipe between them that is made
-// when they run. An empty left side gives the right one alone.
+// when they run. An empty left side gives the right one alone. Throws std::bad_alloc, as with()
+// does, and leaves both sides as they were.
 TExecList operator|(const TExecList& left, const TExec& right);
 
 // Runs each program in list order and returns the last one's result; {0, 0} for an empty list.

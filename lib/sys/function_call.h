@@ -22,7 +22,8 @@ class TFnCall : public TExec::TPrepare {
         exec.setMode(exec.mode() & mode_mask & ~TExec::wait_mode);
     }
 
-    // Never returns, so the exec that would follow is never reached. The exit status is the
+    // Never returns, so the exec that would follow is never reached; without fork_mode the
+    // process itself ends here. The exit status is the
     // error number of a TSysCallErr, and 255 after any other exception.
     //
     // Deliberately exit and not _exit: the function may have used standard output and the

@@ -26,7 +26,7 @@ int waitChild(pid_t pid);
 // when nothing could be started, and holds what was read when the wait fails; `status` is
 // untouched after any error. One descriptor, the pipe's read end, deliberately stays open
 // until the process ends; after a failed fork both ends do. Preparers of the last program
-// cannot decline a failed fork here: there would be nobody to end the text.
+// cannot decline a failed fork or exec here: there would be nobody to end the text.
 void readOutput(std::string& out, int& status, const TExecList& list);
 
 // As readOutput, and throws std::runtime_error when the last program was ended by a signal,

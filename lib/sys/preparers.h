@@ -64,7 +64,7 @@ class TReadFromStr : public TExec::TPrepare {
     std::string text_;
 };
 
-// Any descriptor to a file, created with mode 0664 less the umask.
+// Any descriptor to a file, created with mode 0664 less the umask (open(2)).
 class TRedirectToFile : public TExec::TPrepare {
   public:
     TRedirectToFile(int descriptor, const std::string& path, bool append)
