@@ -5,7 +5,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+
+#include "tests/support/escaped.h"
+
+using test::escaped;
 
 namespace {
 
@@ -85,21 +88,6 @@ std::string path(pid_t process, std::uint64_t address) {
         text += byte;
     }
     return text;
-}
-
-std::string escaped(const std::string& text) {
-    std::string result;
-    for (const char c : text) {
-        if (c > ' ' && c < 127 && c != '%') {
-            result += c;
-        } else {
-            char hex[4];
-            std::snprintf(hex, sizeof hex, "%%%02X",
-                          static_cast<unsigned>(static_cast<unsigned char>(c)));
-            result += hex;
-        }
-    }
-    return result;
 }
 
 std::string number(std::uint64_t argument) {

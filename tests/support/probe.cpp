@@ -39,12 +39,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/escaped.h"
 #include "tests/support/probe_report.h"
 
 namespace {
 
-using probe::escaped;
 using probe::linkTarget;
+using test::escaped;
 using Words = std::vector<std::string>;
 
 void writeBytes(long long count) {

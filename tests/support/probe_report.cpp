@@ -4,13 +4,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <set>
 #include <sstream>
 
+#include "tests/support/escaped.h"
+
 extern char** environ;
+
+using test::escaped;
 
 namespace probe {
 
@@ -30,21 +33,6 @@ std::string describeSignals() {
 }
 
 }  // namespace
-
-std::string escaped(const std::string& text) {
-    std::string result;
-    for (const char c : text) {
-        if (c > ' ' && c < 127 && c != '%') {
-            result += c;
-        } else {
-            char hex[4];
-            std::snprintf(hex, sizeof hex, "%%%02X",
-                          static_cast<unsigned>(static_cast<unsigned char>(c)));
-            result += hex;
-        }
-    }
-    return result;
-}
 
 std::string linkTarget(const std::string& path) {
     char target[4096];

@@ -6,9 +6,6 @@
 
 namespace probe {
 
-// Bytes outside printable ASCII, and "%", as %XX.
-std::string escaped(const std::string& text);
-
 // Where a symbolic link leads; empty when it cannot be read.
 std::string linkTarget(const std::string& path);
 

@@ -1,0 +1,22 @@
+#include "tests/support/escaped.h"
+
+#include <cstdio>
+
+namespace test {
+
+std::string escaped(const std::string& text) {
+    std::string result;
+    for (const char c : text) {
+        if (c > ' ' && c < 127 && c != '%') {
+            result += c;
+        } else {
+            char hex[4];
+            std::snprintf(hex, sizeof hex, "%%%02X",
+                          static_cast<unsigned>(static_cast<unsigned char>(c)));
+            result += hex;
+        }
+    }
+    return result;
+}
+
+}  // namespace test
