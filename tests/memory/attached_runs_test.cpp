@@ -1,8 +1,5 @@
 // Runs whose children attach files, with memory refused to the children.
 
-#include <unistd.h>
-
-#include <cstdlib>
 #include <string>
 
 #include "lib/sys/exec_list.h"
@@ -13,27 +10,21 @@ namespace {
 
 using test::Attempt;
 using test::forEveryRefusal;
+using test::out_of_memory;
 using test::Refused;
+using test::runRefused;
 using zarnic::sys::TEArgs;
 using zarnic::sys::TExec;
 using zarnic::sys::TExecList;
 using zarnic::sys::TExecResult;
 
-constexpr int out_of_memory = 77;  // how a child of these tests tells its std::bad_alloc
-
 class RefusedAttachedRun : public testing::Test {
   protected:
     RefusedAttachedRun() { test::writeFile(input, "12345"); }
 
-    // Runs; a child that comes back ends here.
     static TExecResult run(const Attempt& attempt, TExec exec) {
-        const pid_t self = ::getpid();
         TExecResult result{0, 0};
-        const bool refused = attempt.run([&] { result = exec.run(); });
-        if (::getpid() != self) {
-            std::_Exit(refused ? out_of_memory : 1);
-        }
-        EXPECT_FALSE(refused);
+        EXPECT_FALSE(runRefused(attempt, [&] { result = exec.run(); }));
         return result;
     }
 
@@ -68,12 +59,8 @@ TEST_F(RefusedAttachedRun, AnyDescriptorToAFile) {
 TEST_F(RefusedAttachedRun, CallerNeedsNoMemoryToRunAPipeline) {
     TExecList list = count.fromFile(input) | count.toFile(output);
     const Attempt attempt(1, true, Refused::caller);
-    const pid_t self = ::getpid();
     TExecResult result{0, 0};
-    attempt.run([&] { result = runList(list); });
-    if (::getpid() != self) {
-        std::_Exit(1);
-    }
+    EXPECT_FALSE(runRefused(attempt, [&] { result = runList(list); }));
     EXPECT_FALSE(attempt.refused());
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(test::readFile(output), "1");

@@ -88,6 +88,15 @@ Attempt::Armed::Armed(const Attempt& attempt) {
 
 Attempt::Armed::~Armed() { disarm(); }
 
+bool runRefused(const Attempt& attempt, const std::function<void()>& operation) {
+    const pid_t self = ::getpid();
+    const bool refused = attempt.run(operation);
+    if (::getpid() != self) {
+        std::_Exit(refused ? out_of_memory : 1);
+    }
+    return refused;
+}
+
 long liveBlocks() { return live_blocks; }
 
 std::string whyRefusalFails() {

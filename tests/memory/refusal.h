@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <new>
 #include <string>
 
@@ -61,6 +62,12 @@ class Attempt {
     bool onward_;
     Refused who_;
 };
+
+constexpr int out_of_memory = 77;  // the exit status of a child that ended by std::bad_alloc
+
+// Runs an operation that forks, refusing. A child that comes back from it ends here, as every
+// caller has to see to: with `out_of_memory`, or else with 1. True as Attempt::run's.
+bool runRefused(const Attempt& attempt, const std::function<void()>& operation);
 
 // Blocks of the heap in use by this process.
 long liveBlocks();

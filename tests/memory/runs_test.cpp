@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <functional>
 #include <string>
 
 #include "lib/sys/function_call.h"
@@ -19,28 +18,18 @@ namespace {
 
 using test::Attempt;
 using test::forEveryRefusal;
+using test::out_of_memory;
 using test::Refused;
+using test::runRefused;
 using zarnic::sys::TEArgs;
 using zarnic::sys::TExec;
 using zarnic::sys::TExecList;
 using zarnic::sys::TExecResult;
 
-constexpr int out_of_memory = 77;  // how a child of these tests tells its std::bad_alloc
-
 const std::string text = "a text that is too long to be kept inside a string";
 
 TExec probe(const char* verb, const std::string& detail) {
     return TExec(TEArgs() << PROBE_PATH << verb << detail);
-}
-
-// Makes a run. A child that comes back from it ends here, as every caller has to see to.
-bool runRefused(Attempt& attempt, const std::function<void()>& run) {
-    const pid_t self = ::getpid();
-    const bool refused = attempt.run(run);
-    if (::getpid() != self) {
-        std::_Exit(refused ? out_of_memory : 1);
-    }
-    return refused;
 }
 
 int descriptors() {
