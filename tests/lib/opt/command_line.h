@@ -63,6 +63,14 @@ inline void ask(zarnic::opt::TOParsing& parser, const std::string& name,
 }
 inline void ask(zarnic::opt::TOParsing& parser, char letter) { (void)parser.sopt(letter); }
 
+// The message of the final check about an option that nobody asked for.
+inline std::string unknownLong(zarnic::opt::TOParsing& parser) {
+    return raised<zarnic::opt::TOParsing::TUnknLOpt>([&] { parser.check(); });
+}
+inline std::string unknownShort(zarnic::opt::TOParsing& parser) {
+    return raised<zarnic::opt::TOParsing::TUnknSOpt>([&] { parser.check(); });
+}
+
 // A query's result that the test releases when it wants to. It lies on the heap because its
 // end may throw, which no owner of the standard library lets through.
 class Held {

@@ -13,22 +13,14 @@ using test::ask;
 using test::Held;
 using test::parse;
 using test::raised;
+using test::unknownLong;
+using test::unknownShort;
 using zarnic::opt::no_arg;
 using zarnic::opt::req_arg;
 using zarnic::opt::TOParsing;
 using TBadLOpt = TOParsing::TBadLOpt;
 using TNoLOpt = TOParsing::TNoLOpt;
 using TNoSOpt = TOParsing::TNoSOpt;
-using TUnknLOpt = TOParsing::TUnknLOpt;
-using TUnknSOpt = TOParsing::TUnknSOpt;
-
-std::string unknownLong(TOParsing& parser) {
-    return raised<TUnknLOpt>([&] { parser.check(); });
-}
-
-std::string unknownShort(TOParsing& parser) {
-    return raised<TUnknSOpt>([&] { parser.check(); });
-}
 
 TEST(ParsingCheck, ReportsALongOptionThatNobodyAskedFor) {
     TOParsing parser = parse({"--file=x", "--foo"});

@@ -12,19 +12,11 @@ using test::ask;
 using test::Held;
 using test::parse;
 using test::raised;
+using test::unknownLong;
+using test::unknownShort;
 using zarnic::opt::TOParsing;
 using TBadLOpt = TOParsing::TBadLOpt;
 using TNoLOpt = TOParsing::TNoLOpt;
-using TUnknLOpt = TOParsing::TUnknLOpt;
-using TUnknSOpt = TOParsing::TUnknSOpt;
-
-std::string unknownLong(TOParsing& parser) {
-    return raised<TUnknLOpt>([&] { parser.check(); });
-}
-
-std::string unknownShort(TOParsing& parser) {
-    return raised<TUnknSOpt>([&] { parser.check(); });
-}
 
 TEST(ParsingSeries, SecondCheckInARowSucceeds) {
     TOParsing parser = parse({"--file", "-x"});
