@@ -12,11 +12,12 @@ namespace {
 const std::string wrong_index = "Wrong index";
 
 // Fixed ASCII ranges instead of <cctype>: a locale must not change what an option is.
-bool isNameStart(char c) {
+// Objects and not functions, which the algorithms below would call by their address.
+constexpr auto isNameStart = [](char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
-}
+};
 
-bool isNamePart(char c) { return isNameStart(c) || c == '-'; }
+constexpr auto isNamePart = [](char c) { return isNameStart(c) || c == '-'; };
 
 // Splits "--name" or "--name=value"; false when the argument is not a long option.
 bool splitLong(std::string_view argument, std::string_view& name, std::string_view& value) {
