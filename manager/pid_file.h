@@ -9,8 +9,7 @@
 
 // The pid file's whole text, the line feed included; empty when no pid file is named, when its
 // status cannot be queried, or when it is empty. The read end of the capture's pipe stays open.
-// Throws what checkedOutput throws, above all
-// std::runtime_error when cat fails.
+// Throws what checkedOutput throws, above all std::runtime_error when cat fails.
 std::string readPidFile(std::string kavDir, std::string service, std::string pidFile);
 
 // True when the pid file has any text. No check is made that the process exists. Throws as

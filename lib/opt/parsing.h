@@ -66,9 +66,9 @@ class TOParsing {
 
     // Raises the latest query's error if it was not cleared, also when its release already did,
     // and only if the mask has its bit; then TUnknSOpt or TUnknLOpt for the first option, short
-    // ones first, that no query claimed. On success every claim is
-    // forgotten and a new series of queries may start; until its first query, check() has
-    // nothing to examine and succeeds. After a failure the state stays and check() fails again.
+    // ones first, that no query claimed. On success every claim is forgotten and a new series
+    // of queries may start; until its first query, check() has nothing to examine and succeeds.
+    // After a failure the state stays and check() fails again.
     void check();
 
     // The state bits of the latest query.

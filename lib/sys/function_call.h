@@ -23,8 +23,8 @@ class TFnCall : public TExec::TPrepare {
     }
 
     // Never returns, so the exec that would follow is never reached; without fork_mode the
-    // process itself ends here. The exit status is the
-    // error number of a TSysCallErr, and 255 after any other exception.
+    // process itself ends here. The exit status is the error number of a TSysCallErr, and 255
+    // after any other exception.
     //
     // Deliberately exit and not _exit: the function may have used standard output and the
     // program's exit handlers are part of its end.
