@@ -28,6 +28,8 @@ const char* SystemError::what() const noexcept {
 }
 
 void throw_system_error(const std::string& message, int errnoValue) {
+    // Before all else: what a throw asks of the heap may change it.
+    const int error = errnoValue != 0 ? errnoValue : errno;
     switch (errnoValue) {
         case EPERM:
             throw ExSystemError<EPERM>(message);
@@ -42,7 +44,7 @@ void throw_system_error(const std::string& message, int errnoValue) {
         default:
             // Deliberate: the errno fallback is not dispatched again, so a caller that passes 0
             // always gets the plain class and its handlers by number never see a guess.
-            throw SystemError(message, errnoValue != 0 ? errnoValue : errno);
+            throw SystemError(message, error);
     }
 }
 

@@ -148,4 +148,21 @@ TEST(RefusedSystemError, IsThrownInItsClassOrAsBadAlloc) {
     }
 }
 
+// The first thing refused is the room for the exception, which has a reserve: errno is that of
+// the refusal by then.
+TEST(RefusedSystemError, ZeroStandsForErrnoAsItWasBeforeAnythingWasAskedFor) {
+    forEveryRefusal([](Attempt& attempt) {
+        int caught = 0;
+        const bool refused = attempt.run([&] {
+            try {
+                errno = ENOENT;
+                zarnic::throw_system_error(long_text, 0);
+            } catch (const SystemError& error) {
+                caught = error.error();
+            }
+        });
+        EXPECT_EQ(caught, refused ? 0 : ENOENT);
+    });
+}
+
 }  // namespace

@@ -224,4 +224,17 @@ TEST(ThrowSystemError, EachIsCaughtAsTheFamilyAndAsRuntimeError) {
     }
 }
 
+TEST(ThrowSystemError, EachIsNoLibraryError) {
+    for (const int number : {1, 2, 3, 4, 10, 11}) {
+        bool isLibraryError = true;
+        try {
+            throw_system_error("x", number);
+        } catch (const zarnic::TError&) {
+        } catch (const SystemError&) {
+            isLibraryError = false;
+        }
+        EXPECT_FALSE(isLibraryError) << number;
+    }
+}
+
 }  // namespace
