@@ -13,7 +13,7 @@
 
 // Loads the file. Returns 0 when it is loaded, now or earlier, and -1 with errno set when it
 // cannot be. Only a lack of memory for the table itself is reported by report_error, to both
-// standard streams; everything else goes to the silent message channel.
+// standard streams; what the reader reports goes to the silent message channel.
 int zrcConfInit();
 
 // The file's value of any name, which must not be null; null when there is none.

@@ -44,7 +44,8 @@ int grow(conf_table* pconf) {
     if (capacity < pconf->nmemb || capacity == 0) {
         capacity = pconf->nmemb + initial_capacity;
     }
-    void* const larger = capacity > largest_capacity
+    // Below the entries even so: the sum was too large for its type.
+    void* const larger = capacity > largest_capacity || capacity < pconf->nmemb
                              ? nullptr
                              : std::realloc(pconf->data, capacity * sizeof(conf_entry));
     if (larger == nullptr) {
@@ -206,10 +207,10 @@ int conf_read_file_r(const char* conf_file, conf_table* pconf) {
     bool failed_read = false;
     const int result = add_lines(file, pconf, &failed_read);
     const int error = errno;
-    std::fclose(file);
     if (result == 0 || failed_read) {
         conf_finalize_r(pconf);
     }
+    std::fclose(file);
     if (failed_read) {
         message_fn(report_level, "Unable to read configuration file: %s", std::strerror(error));
     }

@@ -10,8 +10,22 @@
 #include <string>
 
 #include "conf/diagnostics.h"
+#include "conf/read_configuration.h"
 #include "tests/conf/panel_file.h"
 #include "tests/support/capture.h"
+
+// The linker has the variables call the first in the place of the second.
+const char* countedLookup(const char* name, const conf_table* table) __asm__(
+    "__wrap__Z10conf_get_rPKcPK10conf_table");
+const char* realLookup(const char* name, const conf_table* table) __asm__(
+    "__real__Z10conf_get_rPKcPK10conf_table");
+
+int lookups = 0;
+
+const char* countedLookup(const char* name, const conf_table* table) {
+    ++lookups;
+    return realLookup(name, table);
+}
 
 namespace {
 
@@ -126,6 +140,20 @@ TEST_F(Autoprepend, ValuesAreTheSameStringsEachTime) {
                   show(value == zrcConfGet("PRODUCT_ROOT_D") ? 1 : 0);
               }),
               "1\n1\n1\n");
+}
+
+TEST_F(Autoprepend, ValueOfAnIndexIsLookedUpOnceAndAnAbsentOneEachTime) {
+    writePanelFile("PRODUCT_ROOT_D /opt/zrc\n");
+    EXPECT_EQ(answers([] {
+                  zrcConfGetByIndex(product_root);
+                  zrcConfGetDefaultByIndex(product_root);
+                  zrcConfGetDefault("PRODUCT_ROOT_D");
+                  show(lookups);
+                  zrcConfGetByIndex(1);
+                  zrcConfGetDefaultByIndex(1);
+                  show(lookups);
+              }),
+              "1\n3\n");
 }
 
 TEST_F(Autoprepend, InitialisationIsTriedAgainAfterAFailure) {

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "conf/diagnostics.h"
 #include "tests/conf/table.h"
 #include "tests/support/capture.h"
 
@@ -125,6 +126,27 @@ TEST(ReadConfigurationFailures, NoDescriptorIsLeft) {
     read(directory.path(), table);
     read(directory / "missing", table);
     EXPECT_EQ(test::openDescriptors(), before);
+}
+
+const conf_table* table_being_read = nullptr;
+std::string seen_at_the_report;
+
+void lookAround(int /*level*/, const char* /*format*/, ...) {
+    seen_at_the_report =
+        test::openDescriptors() + (table_being_read->sorted != 0 ? "sorted" : "unsorted");
+}
+
+TEST(ReadConfigurationFailures, FailedReadIsReportedWhenAllElseIsDone) {
+    const TempDir directory;
+    const Table table;
+    ASSERT_EQ(conf_add_r("B", "2", table.get()), 0);
+    ASSERT_EQ(conf_add_r("A", "1", table.get()), 0);
+    const std::string descriptors = test::openDescriptors();
+    table_being_read = table.get();
+    message_fn = lookAround;
+    EXPECT_EQ(conf_read_file_r(directory.path().c_str(), table.get()), -1);
+    message_fn = console_message;
+    EXPECT_EQ(seen_at_the_report, descriptors + "sorted");
 }
 
 void ignoreSignal(int /*signal*/) {}

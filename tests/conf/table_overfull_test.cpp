@@ -45,7 +45,8 @@ class Overfull {
 
 TEST(TableOverfull, GrowingBeyondTheLargestCapacityIsRefusedAndLeavesTheTable) {
     for (const std::uint64_t count :
-         {too_many, too_many + 2, too_many * 2, too_many * 16 - 2}) {
+         {too_many, too_many + 2, too_many * 2, too_many * 16 - 2, ~std::uint64_t{20},
+          ~std::uint64_t{19}, ~std::uint64_t{0}}) {
         Table table;
         table.addNumbered("N", 1, 3);
         const conf_entry* const data = table->data;

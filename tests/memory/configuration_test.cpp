@@ -95,6 +95,15 @@ TEST_F(RefusedConfiguration, FirstAllocationIsNotReported) {
     });
 }
 
+TEST_F(RefusedConfiguration, FirstAllocationThatIsRefusedLeavesNoCapacity) {
+    conf_table* const table = newTable();
+    table->size = 7;
+    Attempt attempt(1, true, test::Refused::caller);
+    EXPECT_EQ(resultOf(attempt, [&] { return conf_init_r(table); }).value, -1);
+    EXPECT_EQ(table->size, 0U);
+    conf_free_r(table);
+}
+
 TEST_F(RefusedConfiguration, GrowingThatIsRefusedLeavesTheTable) {
     forEveryRefusal([](Attempt& attempt) {
         conf_table* const table = tableOf(20);

@@ -14,13 +14,21 @@ using test::forEveryRefusal;
 
 const std::string no_memory = "Can't allocate memory for error message\n";
 
-// Runs in a child, whose streams have no memory yet, either.
+// The blocks of this process, none of them a stream's, which would stay.
+long blocksWithoutStreams() {
+    static_cast<void>(std::setvbuf(stdout, nullptr, _IONBF, 0));
+    return test::liveBlocks();
+}
+
+// Runs in a child, which leaves no block over.
 template <class Operation>
 test::Captured captured(const Attempt& attempt, const Operation& operation) {
     return test::inChild([&] {
+        const long before = blocksWithoutStreams();
         if (attempt.run(operation)) {
             std::_Exit(90);
         }
+        std::_Exit(test::liveBlocks() == before ? 0 : 89);
     });
 }
 
@@ -100,12 +108,16 @@ TEST_F(RefusedVariables, LoadingFailsWithErrnoAndIsTriedAgain) {
         int result = 0;
         int error = 0;
         const test::Captured child = test::inChild([&] {
+            const long before = blocksWithoutStreams();
             errno = 0;
             attempt.run([&] {
                 result = zrcConfInit();
                 error = errno;
             });
             const bool told = result == 0 || (result == -1 && error == ENOMEM);
+            if (result != 0 && test::liveBlocks() != before) {
+                std::_Exit(89);
+            }
             std::_Exit(told && zrcConfInit() == 0 ? 0 : 92);
         });
         EXPECT_TRUE(child.exited(0)) << child.status;
@@ -118,7 +130,7 @@ TEST_F(RefusedVariables, OnlyTheTableItselfIsReported) {
         "Not enough memory to allocate Zarnic runtime configuration structure\n"
         "\nSystem error 12: Cannot allocate memory\n";
     forEveryRefusal([&report](Attempt& attempt) {
-        const test::Captured child = captured(attempt, [] { zrcConfInit(); });
+        const test::Captured child = test::inChild([&] { attempt.run(zrcConfInit); });
         EXPECT_TRUE(child.exited(0)) << child.status;
         EXPECT_TRUE(child.out.empty() || child.out == report || child.out == no_memory)
             << child.out;
