@@ -10,6 +10,7 @@
 #include <fstream>
 #include <functional>
 #include <iostream>
+#include <type_traits>
 
 #include "lib/sys/function_call.h"
 #include "tests/lib/sys/runs.h"
@@ -23,6 +24,8 @@ using test::Words;
 using zarnic::sys::TExec;
 using zarnic::sys::TFnCall;
 using Body = std::function<int()>;
+
+static_assert(std::is_same_v<decltype(runAsDaemon), void(TExec)>);
 
 TExec call(const Body& body) { return TExec(TExec::Preparer(new TFnCall<Body>(body))); }
 

@@ -88,6 +88,19 @@ TEST_F(ErrorsFile, AStopIsASuccessWithoutAnErrorsFile) {
     EXPECT_EQ(outcome.orphans, std::vector<int>({1000 + SIGKILL}));
 }
 
+TEST_F(ErrorsFile, WhatIsThereAfterAStopIsRemoved) {
+    host.script("other", "echo $$ > " + host / "stopped" + "; echo 9 > " + errorsFile("other") +
+                             "; kill -STOP $$\n");
+    const Outcome outcome = test::settled([&] {
+        host.enter();
+        const int end = test::report(other());
+        ::kill(std::stoi(test::readFile(host / "stopped")), SIGKILL);
+        std::exit(end);
+    });
+    EXPECT_EQ(outcome.out, "0");
+    EXPECT_EQ(recorded(), "none");
+}
+
 TEST_F(ErrorsFile, AnOldOneIsGoneBeforeTheProgramStarts) {
     test::writeFile(errorsFile("other"), "9");
     host.script("other", "[ -e " + errorsFile("other") + " ] && exit 7; exit 0\n");

@@ -223,6 +223,14 @@ TEST_F(AfterForkStreams, TheTargetMayBeANewDescriptor) {
     EXPECT_EQ(target(report, 51), dir / "report");
 }
 
+TEST_F(AfterForkStreams, AnInputThatWasClosedBeforeStaysClosed) {
+    isolated([&] {
+        ::close(STDIN_FILENO);
+        TFromFile("/dev/null").inChild(exec);
+        EXPECT_FALSE(isOpen(STDIN_FILENO));
+    });
+}
+
 TEST_F(AfterForkStreams, Dup2IsUnchecked) {
     const std::string report = reportWith(new TRedirect(2, 999));
     std::set<int> expected = own;

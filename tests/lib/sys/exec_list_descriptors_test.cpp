@@ -1,6 +1,7 @@
 // Who has which end of a pipeline's pipes open, told by the programs themselves.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "lib/sys/exec_list.h"
 #include "tests/lib/sys/runs.h"
@@ -8,6 +9,7 @@
 namespace zarnic::sys {
 namespace {
 
+using test::isolated;
 using test::probe;
 using test::program;
 using test::readFile;
@@ -60,6 +62,31 @@ TEST_F(ExecListDescriptors, StandardErrorIsNotPiped) {
     const std::string alone = reportOf(probe({"report"}));
     const std::string piped = reportOf(probe({"report"}) | program({"cat"}));
     EXPECT_EQ(target(piped, 2), target(alone, 2));
+}
+
+// The pipe's read end is number 0 then, and is closed before it could be copied there.
+TEST_F(ExecListDescriptors, AReaderThatStartsWithInputClosedHasNone) {
+    isolated([&] {
+        ::close(STDIN_FILENO);
+        const std::string report = reportOf(probe({"exit", "0"}) | probe({"report"}));
+        EXPECT_EQ(target(report, 0), "");
+        EXPECT_EQ(target(report, 1), dir / "report");
+    });
+}
+
+// The read end is number 1 then, and closed before the write end takes that number.
+TEST_F(ExecListDescriptors, AWriterThatStartsWithOutputClosedWritesIntoThePipe) {
+    isolated([&] {
+        ::close(STDOUT_FILENO);
+        TExecList list = probe({"args", "text"}) | test::inChildDo([this] {
+                             char text[10] = {};
+                             const ssize_t length = ::read(STDIN_FILENO, text, sizeof text);
+                             test::writeFile(dir / "read", text);
+                             return length == 5 ? 0 : 1;
+                         });
+        EXPECT_EQ(runList(list).code, 0);
+    });
+    EXPECT_EQ(readFile(dir / "read"), "text\n");
 }
 
 TEST_F(ExecListDescriptors, BetweenTheTwoRunsTheParentHoldsBothEnds) {

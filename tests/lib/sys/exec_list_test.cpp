@@ -4,7 +4,9 @@
 #include <signal.h>
 
 #include <cerrno>
+#include <optional>
 
+#include "lib/sys/function_call.h"
 #include "lib/sys/preparers.h"
 #include "tests/lib/sys/recording_preparer.h"
 #include "tests/lib/sys/runs.h"
@@ -189,6 +191,32 @@ TEST_F(ExecList, AFailingForkIsThrown) {
         const test::NoNewProcesses limit;
         EXPECT_EQ(test::thrownErrno([&] { runList(list); }), EAGAIN);
     });
+}
+
+TEST_F(ExecList, AFailingLaterForkLeavesThePipeOpenAndTheFirstProgramToTheCaller) {
+    class Last : public TExec::TPrepare {
+      public:
+        void inParent(TExec& /*exec*/) override { limit_.emplace(); }
+
+      private:
+        std::optional<test::NoNewProcesses> limit_;
+    };
+    isolated([] {
+        const auto own = test::descriptors();
+        const TExec first = probe({"exit", "0"}, 5).with(TExec::Preparer(new Last));
+        TExecList list = first | probe({"exit", "0"});
+        EXPECT_EQ(test::thrownErrno([&] { runList(list); }), EAGAIN);
+        EXPECT_EQ(test::descriptors().size(), own.size() + 2);
+        EXPECT_FALSE(test::childless());
+    });
+}
+
+TEST_F(ExecList, WhatARunChangesInAProgramOfTheListStays) {
+    const auto body = [] { return 0; };
+    TExecList list = TExec(TExec::Preparer(new TFnCall<decltype(body)>(body)));
+    const TExecResult result = runList(list);
+    EXPECT_EQ(list.programs().front().mode(), 5U);
+    EXPECT_EQ(test::reap(result.pid), 0);
 }
 
 }  // namespace

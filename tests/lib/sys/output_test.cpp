@@ -55,10 +55,12 @@ TEST_F(Output, ModeOfACaptureIsTheKnownBitsWithoutTheWaitBit) {
         std::uint64_t& mode_;
     };
     for (std::uint64_t known = 1; known <= mode_mask; known += 2) {
-        std::uint64_t mode = 0;
-        const std::uint64_t all = known | std::uint64_t{1} << 40U | std::uint64_t{8};
-        captured(probe({"exit", "0"}, all).with(TExec::Preparer(new NoteMode(mode))));
-        EXPECT_EQ(mode, known & ~wait_mode);
+        std::uint64_t modes[2] = {};
+        const TExec exec = probe({"exit", "0"}, known | std::uint64_t{1} << 40U | 8U);
+        captured(exec.with(TExec::Preparer(new NoteMode(modes[0]))) |
+                 exec.with(TExec::Preparer(new NoteMode(modes[1]))));
+        EXPECT_EQ(modes[0], known & ~wait_mode);
+        EXPECT_EQ(modes[1], known & ~wait_mode);
     }
 }
 
