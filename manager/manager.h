@@ -13,7 +13,8 @@
 #include "lib/opt/parsing.h"
 
 // A condition that the user is to read. Thrown and caught by value; the front end prints the
-// bare message. Not a zarnic::TError: libraries never raise it and never catch it.
+// bare message. Not a zarnic::TError: no library knows it, and a service process that ends by
+// it has status 255, as for any stranger's exception.
 class TUError {
   public:
     // Throws std::bad_alloc when the message cannot be copied.
@@ -49,12 +50,12 @@ class TStartKAVService {
 
     // Runs the service's program once, waits for its end and records its exit code in the
     // errors file, "/tmp/zrckav_" SERVICE "_errors". Returns 0, also when the program was
-    // killed or stopped by a signal (no errors file is left then) and when the statistics
-    // script has no configuration file (nothing runs).
+    // killed or stopped by a signal (the errors file is removed then) and when the statistics
+    // script has no configuration file (nothing runs). A failed removal is ignored.
     //
     // Throws TUError "Service failed" for an exit code other than 0, after recording it, and
-    // zarnic::SystemError "waitpid() failed", leaving no errors file. What the argument
-    // list and the runner throw passes, and the errors file is then as the step before left it.
+    // zarnic::SystemError "waitpid() failed", recording nothing. What the argument list and
+    // the runner throw passes, and the errors file is then as the step before left it.
     int operator()();
 
     std::string kavDir;

@@ -18,7 +18,7 @@ const char* const statistics_script = "parse_avstat.pl";
 const char* const updater = "keepup2date";
 
 // The updater's pid-file pair comes before the configuration-file pair, and is there even when
-// the pid file is empty: the updater tells its options apart by their places.
+// the pid file is empty: hosts have always started the updater so.
 TEArgs programArguments(const std::string& kavDir, const std::string& service,
                         const std::string& configFile, const std::string& pidFile) {
     TEArgs arguments(el);

@@ -1,6 +1,6 @@
 // What runs in a child between fork and exec. The preparers' inChild hooks are defined in
 // after_fork.cpp too, so that all such code stands in one file; only TFnCall, a template, has
-// its part in its own header.
+// its part in its own header, and TUnionPrep hands its hooks on from preparers.cpp.
 //
 // The process has a single thread, so the child may use the heap: no other thread can have
 // been forked away while it held the allocator's lock. Were a thread ever added, everything

@@ -32,7 +32,7 @@ extern const std::string bad_execute_arguments;  // "Bad execute arguments"
 
 // What a run reports.
 struct TExecResult {
-    std::int32_t pid;   // the child, or -1 when a preparer declined an error
+    std::int32_t pid;   // the child; -1 a preparer declined an error; 0 nothing was to run
     std::int32_t code;  // its exit code; -1 ended by a signal; 0 when nobody waited
 };
 
@@ -58,8 +58,8 @@ class TAttachments {
     [[nodiscard]] Runner fromText(const std::string& text) const;
 };
 
-// One program with its arguments, mode and preparer. Copies share arguments and preparer. A run
-// leaves no state behind, and a runner may be run again.
+// One program with its arguments, mode and preparer. Copies share arguments and preparer. A
+// runner may be run again; a run changes only what its preparer changes.
 class TExec : public TAttachments<TExec> {
   public:
     class TPrepare;
@@ -70,7 +70,8 @@ class TExec : public TAttachments<TExec> {
     static constexpr std::uint64_t path_mode = sys::path_mode;
     static constexpr std::uint64_t def_mode = fork_mode | wait_mode | path_mode;
 
-    // A runner without a preparer. Throws std::bad_alloc, as all that follow.
+    // A runner without a preparer. Throws std::bad_alloc, as the next one, with() and the
+    // attachments do.
     explicit TExec(const TEArgs& args, std::uint64_t mode = def_mode);
 
     // A runner of no program, for a preparer that does the work itself (TFnCall): an empty

@@ -3,7 +3,7 @@
 //
 // Deliberately, the results of open, close and dup2 in the child are never tested: when a file
 // cannot be opened, the child runs with that stream closed. Only a failing pipe or fork is
-// raised, as TSysCallErr. The inChild hooks stand in after_fork.cpp.
+// raised, as TSysCallErr. What they do in the child stands in after_fork.cpp.
 
 #pragma once
 
