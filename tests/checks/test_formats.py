@@ -1,5 +1,8 @@
 """Each configuration file of a tool is one that something obeys."""
 
+import configparser
+import json
+import re
 import subprocess
 
 import pytest
@@ -24,18 +27,35 @@ def texts():
     return found
 
 
-@pytest.mark.parametrize("rule, holds", [
-    ("ends with one line feed", lambda data: data == b"" or
-     data.endswith(b"\n") and not data.endswith(b"\n\n")),
-    ("has no trailing white space", lambda data: not any(
-        line != line.rstrip() for line in data.split(b"\n"))),
-    ("has no carriage return", lambda data: b"\r" not in data),
-    ("is indented by blanks", lambda data: not any(
-        line.startswith(b"\t") for line in data.split(b"\n"))),
-    ("is UTF-8", lambda data: data.decode("utf-8") is not None),
-])
-def test_editorconfig_is_obeyed(rule, holds):
-    assert [name(path) for path in texts() if not holds(path.read_bytes())] == [], rule
+def editor_settings(section):
+    parser = configparser.ConfigParser()
+    parser.read_string("[top]\n" + (ROOT / ".editorconfig").read_text())
+    return dict(parser[section])
+
+
+HOLDS = {
+    "charset = utf-8": lambda data: data.decode("utf-8") is not None,
+    "end_of_line = lf": lambda data: b"\r" not in data,
+    "indent_style = space": lambda data: not any(
+        line.startswith(b"\t") for line in data.split(b"\n")),
+    "insert_final_newline = true": lambda data: data == b"" or
+    data.endswith(b"\n") and not data.endswith(b"\n\n"),
+    "trim_trailing_whitespace = true": lambda data: not any(
+        line != line.rstrip() for line in data.split(b"\n")),
+}
+
+
+def test_editors_and_the_formatter_indent_alike():
+    width = re.search(r"^IndentWidth: (\d+)$", (ROOT / ".clang-format").read_text(), re.M)[1]
+    assert editor_settings("*").pop("indent_size") == width
+
+
+@pytest.mark.parametrize("rule", HOLDS)
+def test_editorconfig_is_obeyed(rule):
+    settings = {f"{key} = {value}" for key, value in editor_settings("*").items()
+                if key != "indent_size"}
+    assert settings == set(HOLDS)
+    assert [name(path) for path in texts() if not HOLDS[rule](path.read_bytes())] == []
 
 
 def test_scripts_are_sound_for_their_shell():
@@ -48,6 +68,10 @@ def test_scripts_are_sound_for_their_shell():
         assert script.stat().st_mode & 0o111, f"{name(script)} is not executable"
 
 
-def test_the_presets_name_the_tidy_configuration_and_it_exists():
-    assert "clang-tidy" in (ROOT / "CMakePresets.json").read_text()
-    assert (ROOT / ".clang-tidy").exists()
+def test_all_tests_run_the_tidy_preset():
+    """It takes as long as a build of the product, so it is a run of its own."""
+    presets = json.loads((ROOT / "CMakePresets.json").read_text())["configurePresets"]
+    (tidy,) = [preset for preset in presets if preset["name"] == "tidy"]
+    assert tidy["cacheVariables"]["CMAKE_CXX_CLANG_TIDY"].startswith("clang-tidy")
+    assert re.search(r"set -- .*\btidy\b", (ROOT / "scripts/test").read_text())
+    assert "WarningsAsErrors: '*'" in (ROOT / ".clang-tidy").read_text()

@@ -4,6 +4,8 @@ import json
 import re
 import subprocess
 
+import pytest
+
 from project import BUILD, ROOT, name, sources, tracked
 
 
@@ -53,9 +55,10 @@ def test_every_path_that_a_document_names_exists():
     assert broken == []
 
 
-def test_every_named_test_of_the_deliberate_list_exists():
-    text = (ROOT / "docs/deliberate.md").read_text()
-    named = set(re.findall(r"`(\w+\.\w+|test_\w+)`", text))
+@pytest.mark.parametrize("document", ["deliberate", "security"])
+def test_every_test_that_a_document_names_exists(document):
+    text = (ROOT / f"docs/{document}.md").read_text()
+    named = set(re.findall(r"`([A-Z]\w+\.\w+|test_\w+)`", text))
     assert len(named) > 10
     everything = "\n".join(path.read_text() for path in tracked()
                            if name(path).startswith("tests/") and path.suffix in (".cpp", ".py"))
