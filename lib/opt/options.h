@@ -45,8 +45,18 @@ class TOpts {
         }
     };
 
+    // Names ascend byte by byte, an empty one first. The first bytes mostly decide, and to look
+    // at them here saves a call for each comparison.
+    struct ByteOrder {
+        bool operator()(const std::string& left, const std::string& right) const noexcept {
+            const auto first = static_cast<unsigned char>(left[0]);
+            const auto other = static_cast<unsigned char>(right[0]);
+            return first != other ? first < other : left < right;
+        }
+    };
+
     using ShortTable = std::map<char, ShortEntry, SignedOrder>;
-    using LongTable = std::map<std::string, LongEntry>;
+    using LongTable = std::map<std::string, LongEntry, ByteOrder>;
 
     class TOptsError;
     class TOutOfRange;

@@ -96,7 +96,7 @@ class TOParsing {
         std::string missingLong;
         const TOpts::LongEntry* bad = nullptr;  // the latest entry whose value did not suit
         std::set<char, TOpts::SignedOrder> queriedShort;
-        std::set<std::string> queriedLong;
+        std::set<std::string, TOpts::ByteOrder> queriedLong;
         bool examined = false;  // check() succeeded and no query came since
     };
 
