@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "lib/sys/exec_args.h"
+#include "zarnic/sys/exec_args.h"
 
 namespace {
 

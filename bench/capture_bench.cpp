@@ -9,7 +9,7 @@
 #include <string>
 
 #include "bench/plain.h"
-#include "lib/sys/output.h"
+#include "zarnic/sys/output.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "bench/plain.h"
-#include "lib/opt/parsing.h"
+#include "zarnic/opt/parsing.h"
 
 namespace {
 

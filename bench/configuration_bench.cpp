@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "bench/plain.h"
-#include "conf/read_configuration.h"
+#include "zarnic/conf/read_configuration.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "bench/plain.h"
-#include "lib/sys/exec.h"
+#include "zarnic/sys/exec.h"
 
 namespace {
 

@@ -31,11 +31,13 @@ add_compile_options(-fstack-protector-strong -ffunction-sections -fdata-sections
 add_compile_definitions($<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
 add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 
-# A library of one folder. Includes are written from the root, so that a line of source tells
-# which layer it reaches for.
+# A library of one folder. What others may include lies below its `include`, written
+# "zarnic/FOLDER/header.h"; its private headers lie beside its sources and are written from the
+# root, so that a line of source tells which layer it reaches for.
 function(avmanager_library name)
     add_library(${name} STATIC ${ARGN})
-    target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}")
+    target_include_directories(${name}
+        PUBLIC "${CMAKE_CURRENT_SOURCE_DIR}/include" PRIVATE "${PROJECT_SOURCE_DIR}")
     # Plain code beside the compiler's own form: the program is optimised at link time, and the
     # tests, many and small, are linked without that wait.
     if(AVMANAGER_LTO)

@@ -1,12 +1,12 @@
-#include "conf/autoprepend.h"
+#include "zarnic/conf/autoprepend.h"
 
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
 #include "conf/assertion.h"
-#include "conf/diagnostics.h"
-#include "conf/read_configuration.h"
+#include "zarnic/conf/diagnostics.h"
+#include "zarnic/conf/read_configuration.h"
 
 namespace {
 

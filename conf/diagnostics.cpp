@@ -1,4 +1,4 @@
-#include "conf/diagnostics.h"
+#include "zarnic/conf/diagnostics.h"
 
 #include <strings.h>
 #include <syslog.h>

@@ -1,4 +1,4 @@
-#include "conf/read_configuration.h"
+#include "zarnic/conf/read_configuration.h"
 
 #include <search.h>
 
@@ -8,8 +8,8 @@
 #include <cstring>
 
 #include "conf/assertion.h"
-#include "conf/diagnostics.h"
 #include "conf/line.h"
+#include "zarnic/conf/diagnostics.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include <sys/stat.h>
 
-#include "lib/sys/exec.h"
 #include "manager/commands.h"
 #include "manager/preamble.h"
+#include "zarnic/sys/exec.h"
 
 using zarnic::sys::el;
 using zarnic::sys::TEArgs;

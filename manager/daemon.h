@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "lib/sys/exec.h"
+#include "zarnic/sys/exec.h"
 
 // Runs `service` in a detached grandchild and returns there: in a session of its own, SIGHUP
 // ignored, standard streams on /dev/null; working directory and umask stay. The calling process

@@ -10,7 +10,7 @@
 
 #include <string>
 
-#include "lib/opt/parsing.h"
+#include "zarnic/opt/parsing.h"
 
 // A condition that the user is to read. Thrown and caught by value; the front end prints the
 // bare message. Not a zarnic::TError: no library knows it, and a service process that ends by

@@ -5,7 +5,7 @@
 #include <csignal>
 #include <sstream>
 
-#include "lib/sys/output.h"
+#include "zarnic/sys/output.h"
 
 using zarnic::sys::el;
 using zarnic::sys::TEArgs;

@@ -1,6 +1,6 @@
 #include "manager/preamble.h"
 
-#include "conf/autoprepend.h"
+#include "zarnic/conf/autoprepend.h"
 
 using zarnic::opt::TOParsing;
 

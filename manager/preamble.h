@@ -9,7 +9,7 @@
 
 #include <string>
 
-#include "lib/opt/parsing.h"
+#include "zarnic/opt/parsing.h"
 
 // The value of an option that must be there with one. Throws the parser's TNoLOpt or TBadLOpt.
 std::string requiredValue(zarnic::opt::TOParsing& parser, const std::string& name);

@@ -3,10 +3,10 @@
 
 #include <cerrno>
 
-#include "lib/error/system_error.h"
-#include "lib/sys/exec.h"
-#include "lib/sys/wait_status.h"
 #include "manager/manager.h"
+#include "zarnic/error/system_error.h"
+#include "zarnic/sys/exec.h"
+#include "zarnic/sys/wait_status.h"
 
 using zarnic::sys::el;
 using zarnic::sys::TEArgs;

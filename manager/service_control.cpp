@@ -2,12 +2,12 @@
 
 #include <csignal>
 
-#include "lib/sys/function_call.h"
 #include "manager/answer.h"
 #include "manager/commands.h"
 #include "manager/daemon.h"
 #include "manager/pid_file.h"
 #include "manager/preamble.h"
+#include "zarnic/sys/function_call.h"
 
 using zarnic::opt::TOParsing;
 using zarnic::sys::TExec;

@@ -1,4 +1,4 @@
-#include "lib/error/error.h"
+#include "zarnic/error/error.h"
 
 #include <cstring>
 

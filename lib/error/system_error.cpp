@@ -1,4 +1,4 @@
-#include "lib/error/system_error.h"
+#include "zarnic/error/system_error.h"
 
 #include <cerrno>
 #include <cstring>

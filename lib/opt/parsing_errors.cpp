@@ -1,4 +1,4 @@
-#include "lib/opt/parsing.h"
+#include "zarnic/opt/parsing.h"
 
 namespace zarnic::opt {
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "lib/sys/preparers.h"
+#include "zarnic/sys/preparers.h"
 
 // The order of the calls below is fixed: each target is closed before it is replaced, so that a
 // failed open leaves it closed. Deliberately, no result of open, close or dup2 is tested: a

@@ -8,7 +8,7 @@
 
 #pragma once
 
-#include "lib/sys/exec_args.h"
+#include "zarnic/sys/exec_args.h"
 
 namespace zarnic::sys {
 

@@ -1,6 +1,6 @@
-#include "lib/sys/exec.h"
-#include "lib/sys/exec_list.h"
-#include "lib/sys/preparers.h"
+#include "zarnic/sys/exec.h"
+#include "zarnic/sys/exec_list.h"
+#include "zarnic/sys/preparers.h"
 
 namespace zarnic::sys {
 

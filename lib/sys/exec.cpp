@@ -1,4 +1,4 @@
-#include "lib/sys/exec.h"
+#include "zarnic/sys/exec.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -6,7 +6,7 @@
 #include <cerrno>
 
 #include "lib/sys/after_fork.h"
-#include "lib/sys/wait_status.h"
+#include "zarnic/sys/wait_status.h"
 
 namespace zarnic::sys {
 

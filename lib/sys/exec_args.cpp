@@ -1,4 +1,4 @@
-#include "lib/sys/exec_args.h"
+#include "zarnic/sys/exec_args.h"
 
 #include <algorithm>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "lib/sys/output.h"
+#include "zarnic/sys/output.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,9 +8,9 @@
 #include <cstddef>
 #include <stdexcept>
 
-#include "lib/error/system_error.h"
-#include "lib/sys/preparers.h"
-#include "lib/sys/wait_status.h"
+#include "zarnic/error/system_error.h"
+#include "zarnic/sys/preparers.h"
+#include "zarnic/sys/wait_status.h"
 
 namespace zarnic::sys {
 

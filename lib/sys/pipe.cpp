@@ -1,10 +1,10 @@
-#include "lib/sys/pipe.h"
+#include "zarnic/sys/pipe.h"
 
 #include <unistd.h>
 
 #include <cerrno>
 
-#include "lib/error/error.h"
+#include "zarnic/error/error.h"
 
 namespace zarnic::sys {
 

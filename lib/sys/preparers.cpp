@@ -1,4 +1,4 @@
-#include "lib/sys/preparers.h"
+#include "zarnic/sys/preparers.h"
 
 #include <unistd.h>
 

@@ -6,18 +6,33 @@ import pytest
 
 from project import ROOT, includes, name, sources, without_comments
 
-# A folder, and the folders of the project that it may include.
+# A folder of private headers and sources, and the folders that it may include.
 LAYERS = {
-    "lib/error": {"lib/error"},
-    "lib/opt": {"lib/opt", "lib/error"},
-    "lib/sys": {"lib/sys", "lib/error"},
-    "conf": {"conf"},
-    "manager": {"manager", "conf", "lib/error", "lib/opt", "lib/sys"},
+    "lib/error": {"lib/error", "zarnic/error"},
+    "lib/opt": {"lib/opt", "zarnic/opt", "zarnic/error"},
+    "lib/sys": {"lib/sys", "zarnic/sys", "zarnic/error"},
+    "conf": {"conf", "zarnic/conf"},
+    "manager": {"manager", "zarnic/conf", "zarnic/error", "zarnic/opt", "zarnic/sys"},
 }
+
+
+def public(layer):
+    """The folder of a library's public headers, as an include names it."""
+    return f"zarnic/{layer.rpartition('/')[2]}"
 
 
 def folder_of(include):
     return include.strip('"').rpartition("/")[0]
+
+
+def own_header(source):
+    """The include of the header of a source's name, or None where there is none."""
+    layer = name(source).rpartition("/")[0]
+    in_public = f"{public(layer)}/{source.stem}.h"
+    if (ROOT / layer / "include" / in_public).exists():
+        return f'"{in_public}"'
+    header = source.with_suffix(".h")
+    return f'"{name(header)}"' if header.exists() else None
 
 
 @pytest.mark.parametrize("layer", LAYERS)
@@ -29,7 +44,17 @@ def test_includes_point_down_only(layer):
 
 def test_every_product_folder_is_a_known_layer():
     folders = {name(path).rpartition("/")[0] for path in sources("lib", "conf", "manager")}
-    assert folders == set(LAYERS)
+    libraries = set(LAYERS) - {"manager"}
+    assert folders == set(LAYERS) | {f"{layer}/include/{public(layer)}" for layer in libraries}
+
+
+@pytest.mark.parametrize("layer", set(LAYERS) - {"manager"})
+def test_a_public_header_includes_no_private_one_and_no_boost(layer):
+    wrong = [(name(path), include) for path in sources(f"{layer}/include")
+             for include in includes(path)
+             if include.startswith('"') and not include.startswith('"zarnic/')
+             or "boost" in include]
+    assert wrong == []
 
 
 def test_the_errors_use_the_standard_library_only():
@@ -40,11 +65,10 @@ def test_the_errors_use_the_standard_library_only():
 
 
 def test_every_source_includes_its_own_header_first():
-    sources_with_header = [path for path in sources("lib", "conf", "manager")
-                           if path.suffix == ".cpp" and path.with_suffix(".h").exists()]
-    assert len(sources_with_header) > 10
-    wrong = [name(path) for path in sources_with_header
-             if includes(path)[0] != f'"{name(path.with_suffix(".h"))}"']
+    sources_with_header = [(path, header) for path in sources("lib", "conf", "manager")
+                           if path.suffix == ".cpp" and (header := own_header(path))]
+    assert len(sources_with_header) > 15
+    wrong = [name(path) for path, header in sources_with_header if includes(path)[0] != header]
     assert wrong == []
 
 
@@ -70,7 +94,7 @@ def test_boost_is_in_one_source_file():
 def test_the_shared_handle_is_the_only_count():
     """No second hand-written reference count, and no other shared pointer."""
     wrong = [name(path) for path in sources("lib", "manager")
-             if name(path) != "lib/error/shared_handle.h"
+             if name(path) != "lib/error/include/zarnic/error/shared_handle.h"
              and re.search(r"new int\b|shared_ptr", without_comments(path.read_text()))]
     assert wrong == []
 
@@ -87,7 +111,8 @@ def test_only_the_known_places_end_the_process():
              if re.search(r"\b_?[eE]xit\(|\babort\(|\bterminate\(",
                           without_comments(path.read_text()))]
     assert exits == ["conf/diagnostics.cpp", "lib/sys/after_fork.cpp",
-                     "lib/sys/function_call.h", "manager/daemon.cpp"]
+                     "lib/sys/include/zarnic/sys/function_call.h",
+                     "manager/daemon.cpp"]
 
 
 def test_test_helpers_link_nothing_of_the_product():

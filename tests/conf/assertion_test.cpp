@@ -8,11 +8,11 @@
 #include <functional>
 #include <string>
 
-#include "conf/autoprepend.h"
-#include "conf/diagnostics.h"
-#include "conf/read_configuration.h"
 #include "tests/conf/table.h"
 #include "tests/support/capture.h"
+#include "zarnic/conf/autoprepend.h"
+#include "zarnic/conf/diagnostics.h"
+#include "zarnic/conf/read_configuration.h"
 
 namespace {
 

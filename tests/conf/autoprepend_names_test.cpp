@@ -1,6 +1,6 @@
 // The 31 variables by index and by name, and the names that are none of them.
 
-#include "conf/autoprepend.h"
+#include "zarnic/conf/autoprepend.h"
 
 #include <gtest/gtest.h>
 

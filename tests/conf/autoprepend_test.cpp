@@ -1,6 +1,6 @@
 // When the panel's file is loaded, and what is answered then.
 
-#include "conf/autoprepend.h"
+#include "zarnic/conf/autoprepend.h"
 
 #include <gtest/gtest.h>
 
@@ -9,10 +9,10 @@
 #include <filesystem>
 #include <string>
 
-#include "conf/diagnostics.h"
-#include "conf/read_configuration.h"
 #include "tests/conf/panel_file.h"
 #include "tests/support/capture.h"
+#include "zarnic/conf/diagnostics.h"
+#include "zarnic/conf/read_configuration.h"
 
 // The linker has the variables call the first in the place of the second.
 const char* countedLookup(const char* name, const conf_table* table) __asm__(

@@ -1,4 +1,4 @@
-#include "conf/diagnostics.h"
+#include "zarnic/conf/diagnostics.h"
 
 #include <gtest/gtest.h>
 #include <syslog.h>
@@ -10,9 +10,9 @@
 #include <string>
 #include <type_traits>
 
-#include "conf/read_configuration.h"
 #include "tests/conf/streams.h"
 #include "tests/support/capture.h"
+#include "zarnic/conf/read_configuration.h"
 
 namespace {
 

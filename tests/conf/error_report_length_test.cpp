@@ -1,7 +1,7 @@
 // Errors around the size of the first buffer: the system error is kept when it and the message
 // are 4095 bytes at most, and is otherwise left out whole.
 
-#include "conf/diagnostics.h"
+#include "zarnic/conf/diagnostics.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // report_error and vreport_error: what they write, where, and how they end.
 
-#include "conf/diagnostics.h"
+#include "zarnic/conf/diagnostics.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
 // Where the message channel leads after set_log_target.
 
-#include "conf/diagnostics.h"
+#include "zarnic/conf/diagnostics.h"
 
 #include <gtest/gtest.h>
 #include <syslog.h>
@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "conf/read_configuration.h"
 #include "tests/conf/streams.h"
 #include "tests/conf/system_log.h"
 #include "tests/conf/table.h"
 #include "tests/support/capture.h"
+#include "zarnic/conf/read_configuration.h"
 
 namespace {
 

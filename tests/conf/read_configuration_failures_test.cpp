@@ -1,4 +1,4 @@
-#include "conf/read_configuration.h"
+#include "zarnic/conf/read_configuration.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -14,9 +14,9 @@
 #include <string>
 #include <vector>
 
-#include "conf/diagnostics.h"
 #include "tests/conf/table.h"
 #include "tests/support/capture.h"
+#include "zarnic/conf/diagnostics.h"
 
 namespace {
 

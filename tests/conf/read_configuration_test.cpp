@@ -1,4 +1,4 @@
-#include "conf/read_configuration.h"
+#include "zarnic/conf/read_configuration.h"
 
 #include <gtest/gtest.h>
 

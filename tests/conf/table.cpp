@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <ostream>
 
-#include "conf/diagnostics.h"
 #include "tests/support/capture.h"
+#include "zarnic/conf/diagnostics.h"
 
 namespace test {
 

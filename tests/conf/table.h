@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "conf/read_configuration.h"
+#include "zarnic/conf/read_configuration.h"
 
 namespace test {
 

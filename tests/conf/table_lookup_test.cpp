@@ -1,6 +1,6 @@
 // Sorting a table and looking names up.
 
-#include "conf/read_configuration.h"
+#include "zarnic/conf/read_configuration.h"
 
 #include <gtest/gtest.h>
 

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "conf/diagnostics.h"
-#include "conf/read_configuration.h"
 #include "tests/conf/table.h"
 #include "tests/support/capture.h"
+#include "zarnic/conf/diagnostics.h"
+#include "zarnic/conf/read_configuration.h"
 
 namespace {
 

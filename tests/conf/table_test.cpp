@@ -1,6 +1,6 @@
 // Making, filling and releasing a table.
 
-#include "conf/read_configuration.h"
+#include "zarnic/conf/read_configuration.h"
 
 #include <gtest/gtest.h>
 #include <malloc.h>

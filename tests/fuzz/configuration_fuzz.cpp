@@ -17,11 +17,11 @@
 #include <string>
 #include <vector>
 
-#include "conf/diagnostics.h"
 #include "conf/line.h"
-#include "conf/read_configuration.h"
 #include "tests/fuzz/configuration_model.h"
 #include "tests/fuzz/input.h"
+#include "zarnic/conf/diagnostics.h"
+#include "zarnic/conf/read_configuration.h"
 
 namespace {
 

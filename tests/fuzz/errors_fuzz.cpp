@@ -14,13 +14,13 @@
 #include <string>
 #include <utility>
 
-#include "conf/diagnostics.h"
-#include "lib/error/error.h"
-#include "lib/error/system_error.h"
-#include "lib/opt/parsing.h"
-#include "lib/sys/exec_args.h"
 #include "tests/fuzz/errors_model.h"
 #include "tests/fuzz/input.h"
+#include "zarnic/conf/diagnostics.h"
+#include "zarnic/error/error.h"
+#include "zarnic/error/system_error.h"
+#include "zarnic/opt/parsing.h"
+#include "zarnic/sys/exec_args.h"
 
 namespace {
 

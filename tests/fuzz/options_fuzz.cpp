@@ -16,10 +16,10 @@
 #include <utility>
 #include <vector>
 
-#include "lib/opt/parsing.h"
 #include "tests/fuzz/input.h"
 #include "tests/fuzz/options_line.h"
 #include "tests/fuzz/options_model.h"
+#include "zarnic/opt/parsing.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "lib/opt/options.h"
 #include "tests/fuzz/input.h"
 #include "tests/fuzz/options_model.h"
+#include "zarnic/opt/options.h"
 
 namespace fuzz {
 

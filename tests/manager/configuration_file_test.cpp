@@ -5,10 +5,10 @@
 #include <filesystem>
 #include <iostream>
 
-#include "lib/error/error.h"
 #include "manager/commands.h"
 #include "tests/lib/sys/runs.h"
 #include "tests/manager/host.h"
+#include "zarnic/error/error.h"
 
 namespace {
 

@@ -15,12 +15,12 @@
 #include <memory>
 #include <stdexcept>
 
-#include "lib/sys/function_call.h"
 #include "manager/daemon.h"
 #include "manager/front_end.h"
 #include "manager/manager.h"
 #include "tests/lib/sys/runs.h"
 #include "tests/manager/host.h"
+#include "zarnic/sys/function_call.h"
 
 namespace {
 

@@ -12,9 +12,9 @@
 #include <iostream>
 #include <type_traits>
 
-#include "lib/sys/function_call.h"
 #include "tests/lib/sys/runs.h"
 #include "tests/manager/host.h"
+#include "zarnic/sys/function_call.h"
 
 namespace {
 

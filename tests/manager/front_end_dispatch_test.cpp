@@ -4,10 +4,10 @@
 #include <new>
 #include <stdexcept>
 
-#include "lib/error/system_error.h"
 #include "manager/commands.h"
 #include "manager/front_end.h"
 #include "tests/support/capture.h"
+#include "zarnic/error/system_error.h"
 
 using zarnic::opt::TOParsing;
 

@@ -4,10 +4,10 @@
 
 #include <filesystem>
 
-#include "conf/autoprepend.h"
 #include "manager/commands.h"
 #include "tests/lib/sys/runs.h"
 #include "tests/manager/host.h"
+#include "zarnic/conf/autoprepend.h"
 
 namespace {
 

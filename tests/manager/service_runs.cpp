@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <iostream>
 
-#include "lib/error/system_error.h"
 #include "tests/lib/sys/runs.h"
+#include "zarnic/error/system_error.h"
 
 namespace test {
 

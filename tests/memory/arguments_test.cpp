@@ -1,8 +1,8 @@
 #include <string>
 #include <vector>
 
-#include "lib/sys/exec_args.h"
 #include "tests/memory/refusal.h"
+#include "zarnic/sys/exec_args.h"
 
 namespace {
 

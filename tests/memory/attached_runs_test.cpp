@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "lib/sys/exec_list.h"
 #include "tests/memory/refusal.h"
 #include "tests/support/capture.h"
+#include "zarnic/sys/exec_list.h"
 
 namespace {
 

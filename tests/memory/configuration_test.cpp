@@ -5,10 +5,10 @@
 #include <cstring>
 #include <string>
 
-#include "conf/diagnostics.h"
-#include "conf/read_configuration.h"
 #include "tests/memory/refusal.h"
 #include "tests/support/capture.h"
+#include "zarnic/conf/diagnostics.h"
+#include "zarnic/conf/read_configuration.h"
 
 namespace {
 

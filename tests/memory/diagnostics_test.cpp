@@ -2,10 +2,10 @@
 #include <cstdio>
 #include <string>
 
-#include "conf/autoprepend.h"
-#include "conf/diagnostics.h"
 #include "tests/memory/refusal.h"
 #include "tests/support/capture.h"
+#include "zarnic/conf/autoprepend.h"
+#include "zarnic/conf/diagnostics.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 #include <cerrno>
 #include <string>
 
-#include "lib/error/error.h"
-#include "lib/error/shared_handle.h"
-#include "lib/error/system_error.h"
 #include "tests/memory/refusal.h"
+#include "zarnic/error/error.h"
+#include "zarnic/error/shared_handle.h"
+#include "zarnic/error/system_error.h"
 
 namespace {
 

@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "lib/sys/exec.h"
-#include "lib/sys/exec_list.h"
-#include "lib/sys/function_call.h"
-#include "lib/sys/preparers.h"
 #include "tests/memory/refusal.h"
+#include "zarnic/sys/exec.h"
+#include "zarnic/sys/exec_list.h"
+#include "zarnic/sys/function_call.h"
+#include "zarnic/sys/preparers.h"
 
 namespace {
 

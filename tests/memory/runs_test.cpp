@@ -8,11 +8,11 @@
 #include <cerrno>
 #include <string>
 
-#include "lib/sys/function_call.h"
-#include "lib/sys/output.h"
-#include "lib/sys/preparers.h"
 #include "tests/memory/refusal.h"
 #include "tests/support/capture.h"
+#include "zarnic/sys/function_call.h"
+#include "zarnic/sys/output.h"
+#include "zarnic/sys/preparers.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "conf/diagnostics.h"
 #include "tests/memory/refusal.h"
+#include "zarnic/conf/diagnostics.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "lib/error/error.h"
+#include "zarnic/error/error.h"
 
 #include <gtest/gtest.h>
 
@@ -9,8 +9,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "lib/error/system_error.h"
 #include "tests/lib/error/live_blocks.h"
+#include "zarnic/error/system_error.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "lib/error/shared_handle.h"
+#include "zarnic/error/shared_handle.h"
 
 #include <gtest/gtest.h>
 

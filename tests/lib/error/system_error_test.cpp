@@ -1,4 +1,4 @@
-#include "lib/error/system_error.h"
+#include "zarnic/error/system_error.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 #include <typeinfo>
 #include <utility>
 
-#include "lib/error/error.h"
+#include "zarnic/error/error.h"
 
 namespace {
 

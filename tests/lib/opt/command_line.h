@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "lib/opt/options.h"
-#include "lib/opt/parsing.h"
+#include "zarnic/opt/options.h"
+#include "zarnic/opt/parsing.h"
 
 namespace test {
 

@@ -6,8 +6,8 @@
 #include <set>
 #include <string>
 
-#include "lib/opt/options.h"
 #include "tests/lib/opt/command_line.h"
+#include "zarnic/opt/options.h"
 
 namespace {
 

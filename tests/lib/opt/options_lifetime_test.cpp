@@ -8,9 +8,9 @@
 #include <type_traits>
 #include <vector>
 
-#include "lib/opt/options.h"
 #include "tests/lib/error/live_blocks.h"
 #include "tests/lib/opt/command_line.h"
+#include "zarnic/opt/options.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "lib/opt/options.h"
+#include "zarnic/opt/options.h"
 
 #include <gtest/gtest.h>
 

@@ -4,8 +4,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "lib/opt/parsing.h"
 #include "tests/lib/opt/command_line.h"
+#include "zarnic/opt/parsing.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "lib/opt/parsing.h"
 #include "tests/lib/opt/command_line.h"
+#include "zarnic/opt/parsing.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "lib/opt/parsing.h"
 #include "tests/lib/error/live_blocks.h"
 #include "tests/lib/opt/command_line.h"
+#include "zarnic/opt/parsing.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "lib/opt/parsing.h"
 #include "tests/lib/opt/command_line.h"
+#include "zarnic/opt/parsing.h"
 
 namespace {
 

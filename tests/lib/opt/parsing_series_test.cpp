@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "lib/opt/parsing.h"
 #include "tests/lib/opt/command_line.h"
+#include "zarnic/opt/parsing.h"
 
 namespace {
 

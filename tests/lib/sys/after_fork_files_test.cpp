@@ -7,8 +7,8 @@
 
 #include <memory>
 
-#include "lib/sys/preparers.h"
 #include "tests/lib/sys/runs.h"
+#include "zarnic/sys/preparers.h"
 
 namespace zarnic::sys {
 namespace {

@@ -8,8 +8,8 @@
 
 #include <cerrno>
 
-#include "lib/sys/preparers.h"
 #include "tests/lib/sys/runs.h"
+#include "zarnic/sys/preparers.h"
 
 namespace zarnic::sys {
 namespace {

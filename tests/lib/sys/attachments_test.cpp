@@ -5,11 +5,11 @@
 
 #include <functional>
 
-#include "lib/sys/exec.h"
-#include "lib/sys/exec_list.h"
-#include "lib/sys/preparers.h"
 #include "tests/lib/sys/recording_preparer.h"
 #include "tests/lib/sys/runs.h"
+#include "zarnic/sys/exec.h"
+#include "zarnic/sys/exec_list.h"
+#include "zarnic/sys/preparers.h"
 
 namespace zarnic::sys {
 namespace {

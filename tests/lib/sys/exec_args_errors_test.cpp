@@ -4,7 +4,7 @@
 #include <string>
 #include <type_traits>
 
-#include "lib/sys/exec_args.h"
+#include "zarnic/sys/exec_args.h"
 
 namespace zarnic::sys {
 namespace {

@@ -5,9 +5,9 @@
 
 #include <cerrno>
 
-#include "lib/sys/exec.h"
 #include "tests/lib/sys/recording_preparer.h"
 #include "tests/lib/sys/runs.h"
+#include "zarnic/sys/exec.h"
 
 namespace zarnic::sys {
 namespace {

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "lib/sys/exec_list.h"
 #include "tests/lib/sys/runs.h"
+#include "zarnic/sys/exec_list.h"
 
 namespace zarnic::sys {
 namespace {

@@ -6,8 +6,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "lib/sys/exec_list.h"
 #include "tests/lib/sys/runs.h"
+#include "zarnic/sys/exec_list.h"
 
 namespace zarnic::sys {
 namespace {

@@ -1,4 +1,4 @@
-#include "lib/sys/exec_list.h"
+#include "zarnic/sys/exec_list.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <optional>
 
-#include "lib/sys/function_call.h"
-#include "lib/sys/preparers.h"
 #include "tests/lib/sys/recording_preparer.h"
 #include "tests/lib/sys/runs.h"
+#include "zarnic/sys/function_call.h"
+#include "zarnic/sys/preparers.h"
 
 namespace zarnic::sys {
 namespace {

@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "lib/sys/exec.h"
 #include "tests/lib/sys/runs.h"
+#include "zarnic/sys/exec.h"
 
 namespace zarnic::sys {
 namespace {

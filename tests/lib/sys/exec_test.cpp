@@ -1,4 +1,4 @@
-#include "lib/sys/exec.h"
+#include "zarnic/sys/exec.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>

@@ -1,4 +1,4 @@
-#include "lib/sys/function_call.h"
+#include "zarnic/sys/function_call.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -8,9 +8,9 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "lib/error/system_error.h"
 #include "tests/lib/sys/recording_preparer.h"
 #include "tests/lib/sys/runs.h"
+#include "zarnic/error/system_error.h"
 
 namespace zarnic::sys {
 namespace {

@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <string>
 
-#include "lib/sys/output.h"
 #include "tests/lib/sys/runs.h"
+#include "zarnic/sys/output.h"
 
 namespace {
 

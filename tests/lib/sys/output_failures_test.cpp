@@ -9,10 +9,10 @@
 #include <stdexcept>
 #include <typeinfo>
 
-#include "lib/sys/output.h"
-#include "lib/sys/wait_status.h"
 #include "tests/lib/sys/recording_preparer.h"
 #include "tests/lib/sys/runs.h"
+#include "zarnic/sys/output.h"
+#include "zarnic/sys/wait_status.h"
 
 namespace zarnic::sys {
 namespace {

@@ -1,4 +1,4 @@
-#include "lib/sys/output.h"
+#include "zarnic/sys/output.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -7,8 +7,8 @@
 
 #include <set>
 
-#include "lib/sys/preparers.h"
 #include "tests/lib/sys/runs.h"
+#include "zarnic/sys/preparers.h"
 
 namespace zarnic::sys {
 namespace {

@@ -10,9 +10,9 @@
 #include <cstring>
 #include <typeinfo>
 
-#include "lib/error/system_error.h"
-#include "lib/sys/output.h"
 #include "tests/lib/sys/runs.h"
+#include "zarnic/error/system_error.h"
+#include "zarnic/sys/output.h"
 
 namespace zarnic::sys {
 namespace {

@@ -1,4 +1,4 @@
-#include "lib/sys/pipe.h"
+#include "zarnic/sys/pipe.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // The hooks that the preparers have in the calling process. What they do in the child is tested
 // with after_fork.
 
-#include "lib/sys/preparers.h"
+#include "zarnic/sys/preparers.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

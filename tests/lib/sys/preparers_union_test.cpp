@@ -2,9 +2,9 @@
 
 #include <cerrno>
 
-#include "lib/sys/preparers.h"
 #include "tests/lib/sys/recording_preparer.h"
 #include "tests/lib/sys/runs.h"
+#include "zarnic/sys/preparers.h"
 
 namespace zarnic::sys {
 namespace {

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "lib/sys/exec.h"
 #include "tests/support/capture.h"
+#include "zarnic/sys/exec.h"
 
 namespace test {
 

@@ -9,9 +9,9 @@
 
 #include <string>
 
-#include "lib/error/shared_handle.h"
-#include "lib/sys/exec.h"
-#include "lib/sys/pipe.h"
+#include "zarnic/error/shared_handle.h"
+#include "zarnic/sys/exec.h"
+#include "zarnic/sys/pipe.h"
 
 namespace zarnic::sys {
 

@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "lib/error/error.h"
+#include "zarnic/error/error.h"
 
 namespace zarnic::opt {
 

@@ -20,8 +20,8 @@
 #include <set>
 #include <string>
 
-#include "lib/error/error.h"
-#include "lib/opt/options.h"
+#include "zarnic/error/error.h"
+#include "zarnic/opt/options.h"
 
 namespace zarnic::opt {
 

@@ -9,7 +9,7 @@
 
 #include <string>
 
-#include "lib/sys/exec_list.h"
+#include "zarnic/sys/exec_list.h"
 
 namespace zarnic::sys {
 

@@ -16,8 +16,8 @@
 #include <cstdint>
 #include <string>
 
-#include "lib/error/error.h"
-#include "lib/sys/exec_args.h"
+#include "zarnic/error/error.h"
+#include "zarnic/sys/exec_args.h"
 
 namespace zarnic::sys {
 

@@ -15,7 +15,7 @@
 #include <exception>
 #include <string>
 
-#include "lib/error/shared_handle.h"
+#include "zarnic/error/shared_handle.h"
 
 namespace zarnic {
 

@@ -9,7 +9,7 @@
 
 #include <list>
 
-#include "lib/sys/exec.h"
+#include "zarnic/sys/exec.h"
 
 namespace zarnic::sys {
 

@@ -7,7 +7,7 @@
 
 #include <cstdlib>
 
-#include "lib/sys/exec.h"
+#include "zarnic/sys/exec.h"
 
 namespace zarnic::sys {
 

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "lib/error/error.h"
+#include "zarnic/error/error.h"
 
 namespace zarnic::sys {
 
