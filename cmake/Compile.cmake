@@ -36,8 +36,10 @@ add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 # root, so that a line of source tells which layer it reaches for.
 function(avmanager_library name)
     add_library(${name} STATIC ${ARGN})
-    target_include_directories(${name}
-        PUBLIC "${CMAKE_CURRENT_SOURCE_DIR}/include" PRIVATE "${PROJECT_SOURCE_DIR}")
+    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
+    if(IS_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}/include")
+        target_include_directories(${name} PUBLIC "${CMAKE_CURRENT_SOURCE_DIR}/include")
+    endif()
     # Plain code beside the compiler's own form: the program is optimised at link time, and the
     # tests, many and small, are linked without that wait.
     if(AVMANAGER_LTO)

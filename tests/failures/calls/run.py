@@ -1,0 +1,152 @@
+"""Runs the fault matrix in parallel workers, each in a private root of its own, and sums it up.
+
+    run.py [--quick] [--workers N] [--table FILE]
+
+AVMANAGER and FAIL_CALL name the program and the tracer. Exits with 1 on a violation, and with 77,
+the skip of ctest, where the machine allows no private root.
+"""
+
+import argparse
+import json
+import os
+import queue
+import subprocess
+import sys
+import threading
+import time
+from pathlib import Path
+
+import listed
+
+HERE = Path(__file__).resolve().parent
+PRIVATE_ROOT = HERE.parents[1] / "support/private_root"
+KINDS = ("as without", "a line", "a status", "less done", "memory before main", "violation")
+EVERY, REPEATS = 11, 2  # of the quick selection: every EVERY-th, beside the decisive calls
+SKIPPED = 77
+
+
+def start(worker, workers, every):
+    return subprocess.Popen(
+        [PRIVATE_ROOT, sys.executable, "-B", HERE / "matrix.py",
+         *map(str, (worker, workers, every, REPEATS))], stdout=subprocess.PIPE, text=True)
+
+
+def read(worker, lines):
+    """Passes on what a worker prints, and then its end."""
+    for line in worker.stdout:
+        lines.put(line)
+    lines.put(worker.wait())
+
+
+class Progress:
+    """How much is done, and how long the rest takes: on a terminal in one line that changes, and
+    else a line for every tenth."""
+
+    def __init__(self, workers):
+        self.missing = workers  # whose totals have not come yet
+        self.done = self.total = self.shown = 0
+        self.start = time.monotonic()
+
+    def add_total(self, count):
+        self.missing -= 1
+        self.total += count
+        self.start = time.monotonic()
+
+    def step(self):
+        self.done += 1
+        tty = sys.stdout.isatty()
+        part = self.done * (200 if tty else 10) // max(self.total, 1)
+        if self.missing or part == self.shown:
+            return
+        self.shown = part
+        left = (time.monotonic() - self.start) / self.done * (self.total - self.done)
+        line = f"{self.done} / {self.total} failures, {left:.0f} s left"
+        print(f"\r{line}  " if tty else line, end="" if tty else "\n", flush=True)
+
+
+def collect(workers, lines):
+    """The reports of all workers, and their exit statuses."""
+    progress = Progress(workers)
+    reports, statuses = [], []
+    while len(statuses) < workers:
+        line = lines.get()
+        if isinstance(line, int):
+            statuses.append(line)
+        elif not line.startswith("{"):
+            print(line, end="")
+        else:
+            event = json.loads(line)
+            if "total" in event:
+                progress.add_total(event["total"])
+            elif "done" in event:
+                progress.step()
+            else:
+                reports.append(event)
+    print()
+    return reports, statuses
+
+
+def merge(reports):
+    """One report per scenario, in order."""
+    merged = {}
+    for report in reports:
+        one = merged.setdefault(report["scenario"], {"kinds": dict.fromkeys(KINDS, 0),
+                                                     "violations": []})
+        for kind, count in report["kinds"].items():
+            one["kinds"][kind] += count
+        one["violations"] += report["violations"]
+    return merged
+
+
+def row(cells):
+    return "| " + " | ".join(map(str, cells)) + " |"
+
+
+def table(merged):
+    """The summary, in Markdown."""
+    lines = [row(["Scenario", "Failures", *KINDS[:-1], "violations"]),
+             row(["---", *["--:"] * (len(KINDS) + 1)])]
+    sums = dict.fromkeys(KINDS, 0)
+    for name, one in merged.items():
+        lines.append(row([name, sum(one["kinds"].values()), *one["kinds"].values()]))
+        for kind, count in one["kinds"].items():
+            sums[kind] += count
+    lines.append(row([f"all {len(merged)}", sum(sums.values()), *sums.values()]))
+    return "\n".join(lines) + "\n"
+
+
+def report_violations(merged):
+    found = [(name, *violation) for name, one in merged.items()
+             for violation in one["violations"]]
+    for name, failure, text in found:
+        print(f"VIOLATION in {name}: {failure}: {text}")
+    return found
+
+
+def main():
+    options = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    options.add_argument("--quick", action="store_true", help="a selection of it")
+    options.add_argument("--workers", type=int, default=2)
+    options.add_argument("--table", help="a file for the summary table")
+    chosen = options.parse_args()
+    if missing := listed.missing_in_document():
+        print("Not in docs/messages.md:", *missing, sep="\n")
+        return 1
+    lines = queue.Queue()
+    for number in range(chosen.workers):
+        worker = start(number, chosen.workers, EVERY if chosen.quick else 1)
+        threading.Thread(target=read, args=(worker, lines), daemon=True).start()
+    reports, statuses = collect(chosen.workers, lines)
+    if SKIPPED in statuses:
+        return SKIPPED
+    merged = merge(reports)
+    text = table(merged)
+    print(text)
+    if chosen.table:
+        Path(chosen.table).write_text(text)
+    return 1 if report_violations(merged) or any(statuses) or not reports else 0
+
+
+if __name__ == "__main__":
+    os.environ.setdefault("PYTHONDONTWRITEBYTECODE", "1")
+    sys.exit(main())

@@ -1,0 +1,59 @@
+"""Hosts for the tests of the program, each with a PATH and a server tree of its own."""
+
+import shutil
+from pathlib import Path
+
+import pytest
+
+from host import Host
+
+
+def pytest_configure(config):
+    config.addinivalue_line("markers", "little_memory: runs with a limit on its address space")
+
+
+@pytest.fixture
+def host(tmp_path):
+    """A host of its own for one test: a PATH of stand-ins and a server tree."""
+    made = Host(tmp_path)
+    yield made
+    made.shut_down()
+    # Its stand-ins are some megabytes, and a private /tmp is memory.
+    shutil.rmtree(tmp_path, ignore_errors=True)
+
+
+@pytest.fixture
+def plain_host(host):
+    """A host with the system's own tools: the stand-ins need files to note what they did."""
+    return with_system_tools(host)
+
+
+@pytest.fixture
+def open_host():
+    """A plain host that another user may work in."""
+    directory = Path("/tmp/open_host")
+    directory.mkdir(mode=0o777)
+    made = with_system_tools(Host(directory))
+    for path in [directory, *directory.rglob("*")]:
+        if path.is_dir():
+            path.chmod(0o777)
+    yield made
+    made.shut_down()
+    shutil.rmtree(directory)
+
+
+def with_system_tools(made):
+    made.env["PATH"] = "/usr/bin:/bin"
+    program = made.kav / "bin/other"
+    program.unlink()
+    program.symlink_to("/bin/true")
+    return made
+
+
+@pytest.fixture
+def panel_configuration():
+    """The place of the panel's configuration file, empty before and after the test."""
+    path = Path("/etc/zrc/zrc.conf")
+    assert not path.exists()
+    yield path
+    path.unlink(missing_ok=True)

@@ -1,0 +1,123 @@
+"""File systems that are read-only or full, below what is saved and below the errors file."""
+
+import os
+from pathlib import Path
+
+import pytest
+
+from special_files import PAGE, file_system, fill, listing, make_read_only
+
+SERVICE = "place/other"
+ERRORS = Path("/tmp/zrckav_place/other_errors")
+
+
+def save(host, target):
+    return host.run("--save-to-config-file", f"--file={host.dir}/new", f"--config-file={target}")
+
+
+def test_saving_to_a_read_only_file_system_changes_nothing(host):
+    host.file("new", "new")
+    with file_system(host.dir / "disk", 4) as disk:
+        (disk / "conf").write_text("old")
+        make_read_only(disk)
+        result = save(host, disk / "conf")
+        assert (result.status, result.out) == (0, b"")
+        assert result.err.count(b"Read-only file system") == 2
+        assert (disk / "conf").read_text() == "old"
+        assert save(host, disk / "other").status == 0
+        assert listing(disk) == ["conf"]
+
+
+def test_saving_to_a_full_file_system_loses_the_old_content(host):
+    """cp empties the file and then finds room for just the page that this freed."""
+    new = host.file("new", "first" * PAGE)
+    with file_system(host.dir / "disk", 4) as disk:
+        (disk / "conf").write_text("o" * PAGE)
+        fill(disk)
+        result = save(host, disk / "conf")
+        assert (result.status, result.out) == (0, b"")
+        assert result.err.count(b"No space left on device") == 1
+        assert (disk / "conf").read_text() == new.read_text()[:PAGE]
+        assert (disk / "conf").stat().st_uid == 0
+
+
+def test_a_new_file_on_a_full_file_system_is_made_and_empty(host):
+    host.file("new", "new")
+    with file_system(host.dir / "disk", 4) as disk:
+        fill(disk)
+        result = save(host, disk / "conf")
+        assert (result.status, result.out) == (0, b"")
+        assert (disk / "conf").read_text() == ""
+
+
+def test_showing_and_deleting_on_a_read_only_file_system(host):
+    with file_system(host.dir / "disk", 4) as disk:
+        (disk / "conf").write_text("text")
+        make_read_only(disk)
+        shown = host.run("--config-file-content", f"--file={disk}/conf")
+        assert (shown.status, shown.out, shown.err) == (0, b"text", b"")
+        deleted = host.run("--delete-file", f"--file={disk}/conf")
+        assert (deleted.status, deleted.out, deleted.err) == (0, b"", b"")
+        assert listing(disk) == ["conf"]
+
+
+@pytest.fixture
+def errors_disk(host):
+    """The service's name holds a slash, so that its errors file lies in a folder below /tmp."""
+    (host.kav / "bin/place").mkdir()
+    os.link(host.kav / "bin/other", host.kav / "bin" / SERVICE)
+    with file_system(ERRORS.parent, 4) as disk:
+        yield disk
+
+
+def start(host, mode):
+    return host.run("--start-service", f"--kav-dir={host.kav}", f"--service={SERVICE}", mode)
+
+
+MODES = pytest.mark.parametrize("mode", ["--no-daemon=1", "--no-daemon"])
+
+
+@MODES
+def test_the_errors_file_on_a_file_system_that_works(host, errors_disk, mode):
+    ERRORS.write_text("7")
+    assert (start(host, mode).status, ERRORS.read_text()) == (0, "0")
+
+
+@MODES
+@pytest.mark.parametrize("code", [0, 3])
+def test_a_read_only_errors_file_keeps_what_an_earlier_run_left(host, errors_disk, mode, code):
+    ERRORS.write_text("7")
+    make_read_only(errors_disk)
+    host.act("other", f"exit {code}")
+    result = start(host, mode)
+    failed = bool(code) and mode == "--no-daemon=1"
+    assert (result.status, result.out) == (int(failed), b"Service failed\n" if failed else b"")
+    assert (255 in result.orphans.values()) == (bool(code) and not failed)
+    assert ERRORS.read_text() == "7"
+
+
+@MODES
+def test_no_errors_file_on_a_read_only_file_system(host, errors_disk, mode):
+    make_read_only(errors_disk)
+    result = start(host, mode)
+    assert (result.status, result.out) == (0, b"")
+    assert set(result.orphans.values()) <= {0}
+    assert listing(errors_disk) == []
+
+
+@MODES
+def test_the_errors_file_on_a_full_file_system_is_empty(host, errors_disk, mode):
+    fill(errors_disk)
+    result = start(host, mode)
+    assert (result.status, result.out) == (0, b"")
+    assert set(result.orphans.values()) <= {0}
+    assert ERRORS.read_text() == ""
+
+
+@MODES
+def test_no_errors_file_without_its_folder(host, mode):
+    (host.kav / "bin/place").mkdir()
+    os.link(host.kav / "bin/other", host.kav / "bin" / SERVICE)
+    result = start(host, mode)
+    assert (result.status, result.out) == (0, b"")
+    assert not ERRORS.parent.exists()

@@ -1,0 +1,248 @@
+"""What the program trusts, and what whoever controls that can make it do. docs/security.md has
+the table; each row that can be shown is shown here."""
+
+import os
+import signal
+from pathlib import Path
+
+import pytest
+
+from host import errors_file, wait_for_end, wait_until
+from special_files import make_fifo, make_link, read_from_waiting_writer
+
+# Somebody who is not root and not the owner of /tmp.
+STRANGER = 65534
+ERRORS = Path("/tmp/zrckav_other_errors")
+
+
+def start(host, *more, **options):
+    return host.run("--start-service", f"--kav-dir={host.kav}", "--service=other", *more,
+                    **options)
+
+
+def protection(name):
+    """A setting of the kernel, which is the whole machine's and not for a test to change."""
+    return int(Path(f"/proc/sys/fs/protected_{name}").read_text())
+
+
+def give_away(path):
+    """Makes a stranger the owner of what is planted, where there is a stranger."""
+    try:
+        os.lchown(path, STRANGER, STRANGER)
+    except OSError:
+        pytest.skip("no other user is mapped here")
+
+
+def plant(host, make):
+    """Lets something be made in the errors file's place while the service runs: the old one
+    has been removed then, and the new one is written when the program has ended."""
+    host.act("other", f"serve {host.dir}/pid")
+    pid = host.start("--start-service", f"--kav-dir={host.kav}", "--service=other",
+                     "--no-daemon=1")
+    wait_until((host.dir / "pid").exists, "the service's pid file")
+    make(ERRORS)
+    os.kill(int((host.dir / "pid").read_text()), signal.SIGTERM)
+    return pid
+
+
+# --- the arguments ---
+
+def test_a_service_name_may_lead_out_of_the_server_tree(host):
+    (host.dir / "elsewhere").symlink_to(host.kav / "bin/other")
+    host.remove("aveserver")
+    host.run("--start-service", f"--kav-dir={host.kav}", "--service=../../elsewhere")
+    (report,) = host.reports("elsewhere")
+    assert report.argv == [f"{host.kav}/bin/../../elsewhere"]
+
+
+def test_a_file_name_may_be_an_option_of_the_tool(host):
+    """Nothing separates options from names, so a relative name that begins with - is taken for
+    one."""
+    host.file("--version", "text")
+    result = host.run("--config-file-content", "--file=--version",
+                      prepare=lambda: os.chdir(host.dir))
+    assert b"text" not in result.out
+    assert b"cat" in result.out
+    assert host.run("--config-file-content", f"--file={host.dir}/--version").out == b"text"
+
+
+def test_any_file_that_root_may_read_can_be_copied(host):
+    secret = host.file("secret", "secret")
+    secret.chmod(0)
+    link = make_link(host.dir / "link", secret)
+    target = host.dir / "target"
+    host.run("--save-to-config-file", f"--file={link}", f"--config-file={target}")
+    assert target.read_text() == "secret"
+
+
+# --- PATH ---
+
+def test_whoever_controls_path_runs_programs(host):
+    first = host.dir / "first"
+    first.mkdir()
+    (first / "cat").symlink_to(host.kav / "bin/keepup2date")
+    host.env["PATH"] = f"{first}:{host.path}"
+    host.act("cat", "write 3")
+    result = host.run("--config-file-content", f"--file={host.file('text', 'text')}")
+    assert result.out == b"xxx"
+
+
+def test_an_empty_path_runs_what_lies_in_the_working_directory(host):
+    host.env["PATH"] = ""
+    host.act("cat", "write 3")
+    result = host.run("--config-file-content", f"--file={host.file('text', 'text')}",
+                      prepare=lambda: os.chdir(host.path))
+    assert result.out == b"xxx"
+
+
+# --- the pid file ---
+
+def kill(host):
+    return host.run("--kill-service", f"--kav-dir={host.kav}", "--service=other",
+                    f"--service-pidfile={host.dir}/pid", settle=False)
+
+
+def test_whoever_writes_the_pid_file_chooses_who_is_signalled(host):
+    """Nothing looks at what the process is."""
+    victim = host.process("sleep", "100")
+    host.file("pid", f"{victim}\n")
+    assert kill(host).status == 0
+    assert wait_for_end(victim) == signal.SIGTERM
+
+
+def test_a_negative_number_reaches_a_whole_process_group(host):
+    members = []
+    for leader in (0, 1):
+        pid = os.fork()
+        if pid == 0:
+            signal.signal(signal.SIGTERM, signal.SIG_DFL)
+            while True:
+                signal.pause()
+        members.append(pid)
+        os.setpgid(pid, members[0])
+    assert members[0] > 1
+    assert [os.getpgid(member) for member in members] == [members[0]] * 2
+    host.file("pid", f"-{members[0]}\n")
+    assert kill(host).status == 0
+    assert [wait_for_end(member) for member in members] == [signal.SIGTERM] * 2
+
+
+def test_a_writable_pid_file_is_believed_whoever_owns_it(host):
+    victim = host.process("sleep", "100")
+    pid_file = host.file("pid", f"{victim}\n")
+    pid_file.chmod(0o666)
+    give_away(pid_file)
+    kill(host)
+    assert wait_for_end(victim) == signal.SIGTERM
+
+
+# --- the server tree ---
+
+def test_whoever_writes_the_server_tree_runs_programs(host):
+    """Owner and mode of the program and its folder are not looked at."""
+    program = host.kav / "bin/other"
+    program.chmod(0o777)
+    (host.kav / "bin").chmod(0o777)
+    give_away(program)
+    start(host)
+    (report,) = host.reports("other")
+    assert report.uid == str(os.getuid())
+
+
+# --- /tmp ---
+
+def test_a_link_that_is_there_before_is_removed_and_not_followed(host):
+    victim = host.file("victim", "text")
+    make_link(ERRORS, victim)
+    start(host, "--no-daemon=1")
+    assert victim.read_text() == "text"
+    assert (ERRORS.is_symlink(), errors_file("other")) == (False, "0")
+
+
+def test_a_link_of_a_stranger_that_is_planted_while_the_service_runs(host):
+    """Without fs.protected_symlinks root writes the exit code where the link says."""
+    victim = host.file("victim", "text")
+
+    def make(place):
+        make_link(place, victim)
+        give_away(place)
+
+    assert wait_for_end(plant(host, make)) == 0
+    assert victim.read_text() == ("text" if protection("symlinks") else "0")
+
+
+def test_a_dangling_link_of_a_stranger_makes_a_file(host):
+    """Its status cannot be queried, so it is not removed: no race is needed."""
+    make_link(ERRORS, host.dir / "made")
+    give_away(ERRORS)
+    start(host, "--no-daemon=1")
+    assert (host.dir / "made").exists() == (not protection("symlinks"))
+
+
+def test_a_file_of_a_stranger_that_is_planted_while_the_service_runs(host):
+    """Without fs.protected_regular root writes into it; with it, not at all. Either way the file
+    stays the stranger's, who may write there what he likes."""
+    def make(place):
+        place.write_text("42")
+        give_away(place)
+
+    assert wait_for_end(plant(host, make)) == 0
+    assert ERRORS.stat().st_uid == STRANGER
+    assert errors_file("other") == ("42" if protection("regular") else "0")
+
+
+def test_a_hard_link_that_is_planted_while_the_service_runs(host):
+    """fs.protected_hardlinks keeps a stranger from making one to a file that is not his."""
+    victim = host.file("victim", "text")
+    assert wait_for_end(plant(host, lambda place: os.link(victim, place))) == 0
+    assert victim.read_text() == "0"
+
+
+def test_a_fifo_of_a_stranger_that_is_planted_while_the_service_runs(host):
+    """Without fs.protected_fifos the start waits until somebody reads."""
+    def make(place):
+        make_fifo(place).chmod(0o666)
+        give_away(place)
+
+    pid = plant(host, make)
+    if not protection("fifos"):
+        assert read_from_waiting_writer(ERRORS) == b"0"
+    assert wait_for_end(pid) == 0
+
+
+def test_the_errors_file_gets_the_callers_umask(host):
+    start(host, "--no-daemon=1", prepare=lambda: os.umask(0o077))
+    assert ERRORS.stat().st_mode & 0o777 == 0o600
+
+
+# --- what is inherited, and what is followed ---
+
+def test_descriptors_of_the_caller_reach_the_server(host):
+    secret = host.file("secret")
+    start(host, prepare=lambda: os.dup2(os.open(secret, os.O_RDONLY), 7))
+    (report,) = host.reports("other")
+    assert report.fds[7] == str(secret)
+
+
+def test_saving_through_a_link_replaces_and_gives_to_root_what_it_points_to(host):
+    victim = host.file("victim", "text")
+    give_away(victim)
+    link = make_link(host.dir / "link", victim)
+    host.run("--save-to-config-file", f"--file={host.file('new', 'new')}",
+             f"--config-file={link}")
+    assert (victim.read_text(), victim.stat().st_uid) == ("new", 0)
+
+
+def test_deleting_removes_a_link_and_not_what_it_points_to(host):
+    victim = host.file("victim", "text")
+    link = make_link(host.dir / "link", victim)
+    host.run("--delete-file", f"--file={link}")
+    assert (victim.read_text(), os.path.lexists(link)) == ("text", False)
+
+
+def test_the_panel_configuration_decides_nothing(host, panel_configuration):
+    panel_configuration.write_text(f"PRODUCT_ROOT_D {host.dir}/elsewhere\n")
+    panel_configuration.chmod(0o666)
+    start(host, "--no-daemon=1")
+    assert errors_file("other") == "0"
+    assert [report.argv for report in host.reports("other")] == [[f"{host.kav}/bin/other"]]

@@ -1,0 +1,230 @@
+// The 31 variables by index and by name, and the names that are none of them.
+
+#include "zarnic/conf/autoprepend.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+
+#include "tests/support/capture.h"
+#include "tests/unit/conf/panel_file.h"
+
+namespace {
+
+using test::inChild;
+using test::show;
+using test::writePanelFile;
+
+struct Variable {
+    int index;
+    const char* name;
+    const char* value;
+};
+
+constexpr Variable variables[] = {
+    {1, "ZARNIC_MAILNAMES_D", "/var/qmail/mailnames"},
+    {2, "COURIER_IMAP_ROOT_D", "/"},
+    {3, "RBLSMTPD", "/usr/sbin/rblsmtpd"},
+    {4, "CGI_PHP_BIN", "dynamic"},
+    {5, "CLIENT_PHP_BIN", "/usr/local/zrc/bin/php-cli"},
+    {6, "LIB_CRYPTO_PATH", "/lib/libcrypto.so"},
+    {7, "LIB_SSL_PATH", "/lib/libssl.so"},
+    {8, "AWSTATS_DOC_D", "/usr/share/apache2/icons/awstats"},
+    {9, "AWSTATS_TOOLS_D", "/usr/share/awstats"},
+    {10, "AWSTATS_BIN_D", "/srv/www/cgi-bin/awstats"},
+    {11, "AWSTATS_ETC_D", "/etc/awstats"},
+    {12, "CATALINA_HOME", "/usr/share/tomcat55"},
+    {13, "MAILMAN_VAR_D", "/var/lib/mailman"},
+    {14, "MAILMAN_ROOT_D", "/usr/lib/mailman"},
+    {15, "PGSQL_DATA_D", "/var/lib/pgsql/data"},
+    {16, "PGSQL_BIN_D", "/usr/bin"},
+    {17, "MYSQL_BIN_D", "/usr/bin"},
+    {18, "MYSQL_VAR_D", "/var/lib/mysql"},
+    {19, "LOGROTATE", "/usr/local/zrc/logrotate/sbin/logrotate"},
+    {20, "WEB_STAT", "/usr/bin/webalizer"},
+    {21, "DUMP_D", "/var/lib/zrc/dumps"},
+    {22, "NAMED_RUN_ROOT_D", "/var/lib/named"},
+    {23, "FTPD_CONF_INC", "/etc/proftpd.include"},
+    {24, "HTTPD_SERVICE", "apache2"},
+    {25, "HTTPD_LOG_D", "/var/log/apache2"},
+    {26, "HTTPD_INCLUDE_D", "/etc/apache2/conf.d"},
+    {27, "HTTPD_CONF_D", "/etc/apache2"},
+    {28, "HTTPD_VHOSTS_D", "/srv/www/vhosts"},
+    {29, "PRODUCT_ROOT_D", "/usr/local/zrc"},
+    {30, "NAMED_OPTIONS_CONF", "/etc/named.conf.include.zarnic-options"},
+    {31, "NAMED_ZONES_CONF", "/etc/named.conf.include.zarnic-zones"},
+};
+
+static_assert(sizeof variables / sizeof variables[0] == 31);
+
+constexpr const char* lower_sentinel = "_MIN_POSSIBLE_ZRC_CONF_VAR_NAME";
+constexpr const char* upper_sentinel = "_MAX_POSSIBLE_ZRC_CONF_VAR_NAME";
+
+class AutoprependNames : public test::PanelFileTest {};
+
+// A text for each variable, one behind the other.
+template <class Text>
+std::string forEach(Text text) {
+    std::string all;
+    for (const Variable& variable : variables) {
+        all += text(variable);
+    }
+    return all;
+}
+
+std::string defaultLine(const Variable& variable) { return std::string(variable.value) + "\n"; }
+
+// A value that no other variable has.
+std::string fileLine(const Variable& variable) {
+    return "file " + std::to_string(variable.index) + "\n";
+}
+
+std::string fullFile() {
+    return forEach([](const Variable& variable) {
+        return std::string(variable.name) + " " + fileLine(variable);
+    });
+}
+
+void showAllByIndex() {
+    for (int index = 1; index <= 31; ++index) {
+        show(zrcConfGetByIndex(index));
+    }
+}
+
+void showAllDefaultsByIndex() {
+    for (int index = 1; index <= 31; ++index) {
+        show(zrcConfGetDefaultByIndex(index));
+    }
+}
+
+void showAllDefaultsByName() {
+    for (const Variable& variable : variables) {
+        show(zrcConfGetDefault(variable.name));
+    }
+}
+
+std::string unknown(const std::string& name) {
+    return "variable '" + name +
+           "' isn't found neither in /etc/zrc/zrc.conf nor in compile-time defaults\n";
+}
+
+TEST_F(AutoprependNames, EveryIndexHasItsDefault) {
+    EXPECT_EQ(answers(showAllDefaultsByIndex), forEach(defaultLine));
+}
+
+TEST_F(AutoprependNames, EveryNameHasItsDefault) {
+    EXPECT_EQ(answers(showAllDefaultsByName), forEach(defaultLine));
+}
+
+TEST_F(AutoprependNames, NoIndexHasAValueWithoutAFile) {
+    EXPECT_EQ(answers(showAllByIndex), forEach([](const Variable&) { return "(null)\n"; }));
+}
+
+TEST_F(AutoprependNames, EveryIndexHasTheFilesValueOfItsName) {
+    writePanelFile(fullFile());
+    EXPECT_EQ(answers(showAllByIndex), forEach(fileLine));
+    EXPECT_EQ(answers(showAllDefaultsByIndex), forEach(fileLine));
+}
+
+TEST_F(AutoprependNames, EveryNameHasTheFilesValue) {
+    writePanelFile(fullFile());
+    EXPECT_EQ(answers(showAllDefaultsByName), forEach(fileLine));
+}
+
+TEST_F(AutoprependNames, ValuesStayWithTheirIndexWhenAskedAgain) {
+    writePanelFile(fullFile());
+    const std::string all = forEach(fileLine);
+    EXPECT_EQ(answers([] {
+                  showAllByIndex();
+                  showAllByIndex();
+                  showAllDefaultsByIndex();
+              }),
+              all + all + all);
+}
+
+TEST_F(AutoprependNames, EmptyNameIsUnknown) {
+    const auto child = inChild([] {
+        errno = 0;
+        show(zrcConfGetDefault(""));
+    });
+    EXPECT_EQ(child.err, unknown(""));
+    EXPECT_EQ(child.out, unknown("") + "(null)\n");
+}
+
+TEST_F(AutoprependNames, UnknownNameIsReportedOnBothStreamsAndGivesNull) {
+    const auto child = inChild([] {
+        errno = 0;
+        show(zrcConfGetDefault("SITE_SPECIFIC"));
+    });
+    EXPECT_TRUE(child.exited(0));
+    EXPECT_EQ(child.err, unknown("SITE_SPECIFIC"));
+    EXPECT_EQ(child.out, unknown("SITE_SPECIFIC") + "(null)\n");
+}
+
+TEST_F(AutoprependNames, ReportOfAnUnknownNameTellsTheSystemErrorOnEntry) {
+    const auto child = inChild([] {
+        errno = ENOENT;
+        zrcConfGetDefault("SITE_SPECIFIC");
+    });
+    EXPECT_EQ(child.err,
+              unknown("SITE_SPECIFIC") + "\nSystem error 2: No such file or directory\n");
+}
+
+TEST_F(AutoprependNames, UnknownNameIsNotSoughtInTheFile) {
+    writePanelFile("SITE_SPECIFIC abc\n");
+    const auto child = inChild([] {
+        errno = 0;
+        show(zrcConfGetDefault("SITE_SPECIFIC"));
+        test::removePanelFile();
+        show(zrcConfInit());  // nothing was loaded
+    });
+    EXPECT_EQ(child.err, unknown("SITE_SPECIFIC"));
+    EXPECT_EQ(child.out, unknown("SITE_SPECIFIC") + "(null)\n-1\n");
+}
+
+TEST_F(AutoprependNames, NameThatIsLoadedIsStillUnknownToTheDefaults) {
+    writePanelFile("SITE_SPECIFIC abc\n");
+    const auto child = inChild([] {
+        show(zrcConfGet("SITE_SPECIFIC"));
+        errno = 0;
+        show(zrcConfGetDefault("SITE_SPECIFIC"));
+    });
+    EXPECT_EQ(child.out, "abc\n" + unknown("SITE_SPECIFIC") + "(null)\n");
+}
+
+TEST_F(AutoprependNames, NamesAreComparedWhole) {
+    for (const char* name : {"DUMP", "DUMP_D_", "dump_d", " DUMP_D", "/var/lib/zrc/dumps"}) {
+        const auto child = inChild([name] {
+            errno = 0;
+            show(zrcConfGetDefault(name));
+        });
+        EXPECT_EQ(child.out, unknown(name) + "(null)\n");
+    }
+}
+
+TEST_F(AutoprependNames, UpperSentinelIsUnknown) {
+    writePanelFile(std::string(upper_sentinel) + " abc\n");
+    const auto child = inChild([] {
+        errno = 0;
+        show(zrcConfGetDefault(upper_sentinel));
+    });
+    EXPECT_TRUE(child.exited(0));
+    EXPECT_EQ(child.err, unknown(upper_sentinel));
+    EXPECT_EQ(child.out, unknown(upper_sentinel) + "(null)\n");
+}
+
+TEST_F(AutoprependNames, AnyNameCanBeAskedOfTheFileAlone) {
+    writePanelFile("SITE_SPECIFIC abc\n" + std::string(lower_sentinel) + " low\n" +
+                   upper_sentinel + " high\n");
+    EXPECT_EQ(answers([] {
+                  show(zrcConfGet("SITE_SPECIFIC"));
+                  show(zrcConfGet(lower_sentinel));
+                  show(zrcConfGet(upper_sentinel));
+                  show(zrcConfGet("ABSENT"));
+                  show(zrcConfGet("DUMP_D"));
+              }),
+              "abc\nlow\nhigh\n(null)\n(null)\n");
+}
+
+}  // namespace

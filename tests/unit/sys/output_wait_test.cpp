@@ -1,0 +1,112 @@
+// Waiting for a child whose status is wanted as the system gives it.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <typeinfo>
+
+#include "tests/unit/sys/runs.h"
+#include "zarnic/error/system_error.h"
+#include "zarnic/sys/output.h"
+
+namespace zarnic::sys {
+namespace {
+
+using test::isolated;
+
+class OutputWait : public test::RunTest {};
+
+// A child that runs `body` and exits with its result.
+template <class Body>
+pid_t forked(const Body& body) {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        std::_Exit(body());
+    }
+    return pid;
+}
+
+TEST_F(OutputWait, TheStatusIsTheRawWordForEveryExitCode) {
+    for (int code = 0; code < 256; ++code) {
+        ASSERT_EQ(waitChild(forked([code] { return code; })), code << 8);
+    }
+}
+
+TEST_F(OutputWait, TheStatusOfAKilledChildIsItsSignal) {
+    for (const int signal : {SIGHUP, SIGINT, SIGKILL, SIGTERM, SIGUSR1}) {
+        EXPECT_EQ(waitChild(forked([signal] {
+                      ::signal(signal, SIG_DFL);
+                      return ::raise(signal);
+                  })),
+                  signal);
+    }
+}
+
+TEST_F(OutputWait, TheChildIsReaped) {
+    const pid_t pid = forked([] { return 0; });
+    waitChild(pid);
+    EXPECT_EQ(test::reap(pid), -1);
+}
+
+TEST_F(OutputWait, OnlyTheGivenChildIsWaitedFor) {
+    const pid_t first = forked([] { return 1; });
+    const pid_t second = forked([] { return 2; });
+    EXPECT_EQ(waitChild(second), 2 << 8);
+    EXPECT_EQ(waitChild(first), 1 << 8);
+}
+
+TEST_F(OutputWait, AStoppedChildIsReportedAsStopped) {
+    const pid_t pid = forked([] { return ::raise(SIGSTOP); });
+    EXPECT_EQ(waitChild(pid), SIGSTOP << 8 | 0x7f);
+    ::kill(pid, SIGKILL);
+    EXPECT_EQ(waitChild(pid), SIGKILL);
+}
+
+TEST_F(OutputWait, AMissingChildGivesZero) {
+    const pid_t pid = forked([] { return 3; });
+    EXPECT_EQ(waitChild(pid), 3 << 8);
+    EXPECT_EQ(waitChild(pid), 0);
+}
+
+TEST_F(OutputWait, AChildWhoseEndIsIgnoredGivesZero) {
+    isolated([] {
+        ::signal(SIGCHLD, SIG_IGN);
+        EXPECT_EQ(waitChild(forked([] { return 3; })), 0);
+    });
+}
+
+TEST_F(OutputWait, AnInterruptedWaitIsRepeatedAsOftenAsNeeded) {
+    isolated([] {
+        const test::Interrupts interrupts;
+        const pid_t self = ::getpid();
+        const pid_t pid = forked([&] {
+            for (int round = 0; round < 3; ++round) {
+                interrupts.interrupt(self);
+            }
+            return 7;
+        });
+        EXPECT_EQ(waitChild(pid), 7 << 8);
+        EXPECT_EQ(interrupts.count(), 3);
+    });
+}
+
+// The one process number that the system refuses for another reason.
+TEST_F(OutputWait, AnyOtherErrorIsThrownWithItsNumber) {
+    try {
+        waitChild(INT_MIN);
+        FAIL();
+    } catch (const SystemError& error) {
+        EXPECT_EQ(typeid(error), typeid(SystemError));
+        EXPECT_EQ(error.error(), ESRCH);
+        EXPECT_EQ(std::string(error.what()),
+                  std::string("waitpid() failed: ") + std::strerror(ESRCH));
+    }
+}
+
+}  // namespace
+}  // namespace zarnic::sys
