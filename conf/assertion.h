@@ -1,7 +1,8 @@
 // Assertions of the configuration module: programming errors end the process in every build
-// type, with a text and a source name that are fixed here and not left to the compiler. The
-// panel's tools look for these lines in their logs, so neither NDEBUG, nor the folder of the
-// build, nor the way a compiler spells an expression may change them.
+// type, with a text and a source name that are fixed here and not left to the compiler: neither
+// NDEBUG, nor the folder of the build, nor the way a compiler spells an expression may change
+// them. The function that is named is the one that the assertion stands in, so it stands in the
+// operation that the caller called, not in a helper.
 
 #pragma once
 

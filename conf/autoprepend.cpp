@@ -92,25 +92,13 @@ constexpr int last_variable = slots - 2;
 static_assert(sizeof theZrcConfArray == slots * sizeof(char*));
 static_assert(sizeof theZrcConfDefauls == sizeof theZrcConfArray);
 
-const char* theZrcConfCache[slots];
-bool cache_initialised = false;
+const char* theZrcConfCache[slots];  // null until a value is found; never cleared again
 conf_table* loaded_table = nullptr;
 
 bool is_variable(int index) { return index > 0 && index <= last_variable; }
 
-void clear_cache_once() {
-    if (cache_initialised) {
-        return;
-    }
-    for (const char*& value : theZrcConfCache) {
-        value = nullptr;
-    }
-    cache_initialised = true;
-}
-
 // The value of a valid index: from the cache, or from the file and then kept in the cache.
 const char* find_value(int index) {
-    clear_cache_once();
     if (theZrcConfCache[index] == nullptr && zrcConfInit() == 0) {
         theZrcConfCache[index] = conf_get_r(theZrcConfArray[index], loaded_table);
     }
@@ -123,7 +111,6 @@ int zrcConfInit() {
     if (loaded_table != nullptr) {
         return 0;
     }
-    clear_cache_once();
     auto* const table = static_cast<conf_table*>(std::calloc(1, sizeof(conf_table)));
     if (table == nullptr) {
         report_error(0, 1,

@@ -14,16 +14,16 @@
 namespace {
 
 constexpr int report_level = 12;
-constexpr std::uint64_t initial_capacity = 20;  // and the least that a table grows by
+constexpr std::uint64_t initial_capacity = 20;
 constexpr std::uint64_t largest_doubled = 9223372036854775806U;
 constexpr std::uint64_t largest_capacity = 1152921504606846974U;
 constexpr const char* source_name = "conf/read_configuration.cpp";
 
-void assert_usable(const conf_table* pconf) {
-    CONF_ASSERT(pconf != nullptr && pconf->data != nullptr && pconf->size >= pconf->nmemb,
-                "((void *)0) != pconf && ((void *)0) != pconf->data && "
-                "pconf->size >= pconf->nmemb",
-                source_name);
+constexpr const char* usable =
+    "((void *)0) != pconf && ((void *)0) != pconf->data && pconf->size >= pconf->nmemb";
+
+bool is_usable(const conf_table* pconf) {
+    return pconf != nullptr && pconf->data != nullptr && pconf->size >= pconf->nmemb;
 }
 
 int compare_names(const void* left, const void* right) {
@@ -38,16 +38,23 @@ int out_of_memory(const char* format) {
     return -1;
 }
 
-int grow(conf_table* pconf) {
-    std::uint64_t capacity = pconf->size > largest_doubled ? 0 : pconf->size * 2;
+// The capacity after `pconf` has grown: doubled, or past the entries where that is not enough.
+std::uint64_t next_capacity(const conf_table* pconf) {
+    const std::uint64_t doubled = pconf->size > largest_doubled ? 0 : pconf->size * 2;
     // Never to nothing: reallocating to no bytes would release the entries.
-    if (capacity < pconf->nmemb || capacity == 0) {
-        capacity = pconf->nmemb + initial_capacity;
+    if (doubled < pconf->nmemb || doubled == 0) {
+        return pconf->nmemb + initial_capacity;
     }
-    // Below the entries even so: the sum was too large for its type.
-    void* const larger = capacity > largest_capacity || capacity < pconf->nmemb
-                             ? nullptr
-                             : std::realloc(pconf->data, capacity * sizeof(conf_entry));
+    return doubled;
+}
+
+int grow(conf_table* pconf) {
+    const std::uint64_t capacity = next_capacity(pconf);
+    void* larger = nullptr;
+    // A capacity below the entries: the sum was too large for its type.
+    if (capacity <= largest_capacity && capacity >= pconf->nmemb) {
+        larger = std::realloc(pconf->data, capacity * sizeof(conf_entry));
+    }
     if (larger == nullptr) {
         return out_of_memory("Unable to read configuration: %s");
     }
@@ -56,32 +63,6 @@ int grow(conf_table* pconf) {
     std::memset(pconf->data + pconf->size, 0, (capacity - pconf->size) * sizeof(conf_entry));
     pconf->size = capacity;
     return 0;
-}
-
-// Not <cctype>: whatever the locale, bytes of 128 and above are neither, and calls cost time.
-bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-
-bool is_name_part(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           c == '_';
-}
-
-char* skip_space(char* text) {
-    while (is_space(*text)) {
-        ++text;
-    }
-    return text;
-}
-
-// Deliberate, files in use depend on it: white space toggles the marker, so before the end a
-// run of even length is kept and one of odd length, like a line feed, loses its last character.
-char* find_value_end(char* value) {
-    char* marker = nullptr;
-    char* end = value + 1;
-    for (; *end != '\0' && *end != '#'; ++end) {
-        marker = is_space(*end) && marker == nullptr ? end : nullptr;
-    }
-    return marker != nullptr ? marker : end;
 }
 
 // Reports a bad line; returns -1 only when there is no memory for a good one.
@@ -112,7 +93,9 @@ int add_lines(std::FILE* file, conf_table* pconf, bool* failed_read) {
         // errno: what is made of the line must not change it.
         const int read_error = errno;
         result = add_line(line, pconf);
-        errno = result == 0 && std::ferror(file) != 0 ? read_error : errno;
+        if (result == 0 && std::ferror(file) != 0) {
+            errno = read_error;
+        }
     }
     const int error = errno;
     if (result == 0 && (std::feof(file) == 0 || std::ferror(file) != 0)) {
@@ -125,29 +108,6 @@ int add_lines(std::FILE* file, conf_table* pconf, bool* failed_read) {
 }
 
 }  // namespace
-
-conf_line conf_split_line(char* line, char** name, char** value) {
-    char* const start = skip_space(line);
-    if (*start == '\0' || *start == '#') {
-        return conf_line::ignored;
-    }
-    *name = start;
-    char* separator = start;
-    while (is_name_part(*separator)) {
-        ++separator;
-    }
-    if (!is_space(*separator)) {
-        return conf_line::space_expected;
-    }
-    char* const text = skip_space(separator);
-    if (*text == '\0' || *text == '#') {
-        return conf_line::value_expected;
-    }
-    *separator = '\0';
-    *find_value_end(text) = '\0';
-    *value = text;
-    return conf_line::pair;
-}
 
 int conf_init_r(conf_table* pconf) {
     CONF_ASSERT(pconf != nullptr, "((void *)0) != pconf", source_name);
@@ -219,7 +179,7 @@ int conf_read_file_r(const char* conf_file, conf_table* pconf) {
 }
 
 void conf_finalize_r(conf_table* pconf) {
-    assert_usable(pconf);
+    CONF_ASSERT(is_usable(pconf), usable, source_name);
     if (pconf->sorted == 0) {
         std::qsort(pconf->data, pconf->nmemb, sizeof(conf_entry), compare_names);
         pconf->sorted = 1;
@@ -227,7 +187,7 @@ void conf_finalize_r(conf_table* pconf) {
 }
 
 const char* conf_get_r(const char* name, const conf_table* pconf) {
-    assert_usable(pconf);
+    CONF_ASSERT(is_usable(pconf), usable, source_name);
     const conf_entry key = {const_cast<char*>(name), nullptr};  // only compared with
     std::size_t count = pconf->nmemb;
     const auto* const found =
