@@ -5,9 +5,9 @@
 //   b->field;                             // plain pointer access
 //   b.release();                          // count 1, before b's own end
 //
-// It is a raw pointer and a separately allocated plain `int`. std::shared_ptr is not used: its
-// count turns atomic as soon as a thread library is linked, and the program is single-threaded
-// by design. For the same reason a handle must never be shared between threads.
+// It is a raw pointer and a separately allocated plain `int`. Not std::shared_ptr: its count
+// may be atomic, which nobody needs here, since the libraries are single-threaded by design.
+// For the same reason a handle must never be shared between threads.
 
 #pragma once
 

@@ -32,7 +32,8 @@ class SystemError : public std::runtime_error {
 
     // "message: text of errno", or the bare text when the message is empty. Composed on the
     // first call and kept; while memory for that is refused, the bare message is returned.
-    // Valid as long as this error; ends at a NUL byte of the message.
+    // Valid as long as this error. A message with a NUL byte is cut there; the system's text
+    // follows all the same.
     const char* what() const noexcept override;
 
   private:
@@ -40,12 +41,16 @@ class SystemError : public std::runtime_error {
     mutable std::string composed_;
 };
 
-// A SystemError whose errno is always N. Exactly five exist: EPERM (1), ENOENT (2), EINTR (4),
-// ECHILD (10) and EAGAIN (11), by their Linux numbers. Any other N does not compile: nothing
-// would ever throw it, and a handler for it would wait in vain.
+// The five errno values that callers may single out by type, by their Linux numbers: EPERM (1),
+// ENOENT (2), EINTR (4), ECHILD (10) and EAGAIN (11).
 template <int N>
-requires(N == EPERM || N == ENOENT || N == EINTR || N == ECHILD ||
-         N == EAGAIN) class ExSystemError : public SystemError {
+concept SingledOutErrno = N == EPERM || N == ENOENT || N == EINTR || N == ECHILD || N == EAGAIN;
+
+// A SystemError whose errno is always N. Any other N does not compile: nothing would ever throw
+// it, and a handler for it would wait in vain.
+template <int N>
+requires SingledOutErrno<N>
+class ExSystemError : public SystemError {
   public:
     // Throws std::bad_alloc, as SystemError.
     explicit ExSystemError(const std::string& message) : SystemError(message, N) {}

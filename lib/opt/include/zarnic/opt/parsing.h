@@ -34,11 +34,13 @@ inline constexpr int req_arg = 2;  // a value that is not empty
 // one frees it.
 class TOParsing {
   public:
-    static constexpr std::uint64_t goodbit = 0;  // every query starts from it
-    static constexpr std::uint64_t nobit = 1;    // the option is not on the command line
-    static constexpr std::uint64_t unknbit =
-        2;                                      // in the mask only: check() looks for unclaimed
-    static constexpr std::uint64_t badbit = 4;  // the value does not suit the queried kind
+    // The state starts every query at goodbit. nobit: the option is not on the command line.
+    // badbit: its value does not suit the queried kind. unknbit is never in the state; in the
+    // mask it makes check() look for options that nobody claimed.
+    static constexpr std::uint64_t goodbit = 0;
+    static constexpr std::uint64_t nobit = 1;
+    static constexpr std::uint64_t unknbit = 2;
+    static constexpr std::uint64_t badbit = 4;
 
     class TResult;
     class TPError;
@@ -90,7 +92,7 @@ class TOParsing {
         TOpts options;
         std::uint64_t bits = goodbit;
         bool pending = false;  // the latest query has not been checked
-        std::uint64_t mask = ~goodbit & (nobit | unknbit | badbit);
+        std::uint64_t mask = nobit | unknbit | badbit;
         bool missedLong = false;  // kind of the latest miss: long, else short
         char missingShort = 0;
         std::string missingLong;
