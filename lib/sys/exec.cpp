@@ -6,7 +6,8 @@
 #include <cerrno>
 
 #include "lib/sys/after_fork.h"
-#include "zarnic/sys/wait_status.h"
+#include "zarnic/sys/preparers.h"
+#include "zarnic/sys/wait.h"
 
 namespace zarnic::sys {
 
@@ -15,6 +16,13 @@ const std::string bad_execute_arguments = "Bad execute arguments";
 TExec::TExec(const TEArgs& args, std::uint64_t mode) : args_(args), mode_(mode) {}
 
 TExec::TExec(const Preparer& prepare) : mode_(def_mode), prepare_(prepare) {}
+
+TExec TExec::with(const Preparer& prepare) const {
+    TExec copy(*this);
+    copy.prepare_ =
+        prepare_.get() == nullptr ? prepare : Preparer(new TUnionPrep(prepare_, prepare));
+    return copy;
+}
 
 TExec TExec::withMode(std::uint64_t mode) const {
     TExec copy(*this);
@@ -81,17 +89,5 @@ TExecResult TExec::becomeProgram() {
     }
     throw TSysCallErr(error);
 }
-
-void TExec::TPrepare::beforeFork(TExec& /*exec*/) {}
-
-bool TExec::TPrepare::forkFailed(TExec& /*exec*/) { return true; }
-
-void TExec::TPrepare::inParent(TExec& /*exec*/) {}
-
-void TExec::TPrepare::inChild(TExec& /*exec*/) {}
-
-void TExec::TPrepare::beforeExec(TExec& /*exec*/) {}
-
-bool TExec::TPrepare::execFailed(TExec& /*exec*/) { return true; }
 
 }  // namespace zarnic::sys

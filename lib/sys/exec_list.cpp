@@ -6,14 +6,22 @@ namespace zarnic::sys {
 
 TExecList::TExecList(const TExec& program) : programs_(1, program) {}
 
+TExecList TExecList::with(const Preparer& prepare) const {
+    TExecList copy(*this);
+    if (!copy.programs_.empty()) {
+        copy.programs_.back() = copy.programs_.back().with(prepare);
+    }
+    return copy;
+}
+
 TExecList operator|(const TExecList& left, const TExec& right) {
     // Without a writer no pipe would ever be made, and the reader would close descriptor 0.
     if (left.programs().empty()) {
         return right;
     }
     const SharedHandle<TPipe> pipe(new TPipe);
-    TExecList joined = left.with(TExec::Preparer(new TWriteToPipeline(pipe)));
-    joined.programs().push_back(right.with(TExec::Preparer(new TReadFromPipeline(pipe))));
+    TExecList joined = left.with(Preparer(new TWriteToPipeline(pipe)));
+    joined.programs().push_back(right.with(Preparer(new TReadFromPipeline(pipe))));
     return joined;
 }
 

@@ -1,31 +1,21 @@
 #include "zarnic/sys/output.h"
 
-#include <sys/wait.h>
 #include <unistd.h>
 
+// A number in a message takes on nothing of the locale's, such as its thousands separators.
+#define BOOST_LEXICAL_CAST_ASSUME_C_LOCALE
 #include <boost/lexical_cast.hpp>
-#include <cerrno>
 #include <cstddef>
 #include <stdexcept>
 
-#include "zarnic/error/system_error.h"
 #include "zarnic/sys/preparers.h"
-#include "zarnic/sys/wait_status.h"
+#include "zarnic/sys/wait.h"
 
 namespace zarnic::sys {
 
 namespace {
 
 constexpr std::size_t chunk_size = 1024;
-
-int waitOnce(pid_t pid) {
-    int status = 0;
-    if (::waitpid(pid, &status, WUNTRACED) < 0) {
-        const int error = errno;
-        throw_system_error("waitpid() failed", error);
-    }
-    return status;
-}
 
 // Deliberately no retry: an interrupted read ends the text as an end of file does.
 void readAll(std::string& out, int descriptor) {
@@ -46,24 +36,12 @@ void readAll(std::string& out, int descriptor) {
 
 }  // namespace
 
-int waitChild(pid_t pid) {
-    for (;;) {
-        try {
-            return waitOnce(pid);
-        } catch (const ExSystemError<EINTR>&) {
-            continue;
-        } catch (const ExSystemError<ECHILD>&) {
-            return 0;
-        }
-    }
-}
-
 void readOutput(std::string& out, int& status, const TExecList& list) {
     if (list.programs().empty()) {
         return;
     }
     auto* const capture = new TReadOut;
-    TExecList running = list.with(TExec::Preparer(capture));
+    TExecList running = list.with(Preparer(capture));
     for (TExec& program : running.programs()) {
         program.setMode(program.mode() & mode_mask & ~wait_mode);
     }

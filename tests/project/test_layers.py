@@ -42,6 +42,28 @@ def test_includes_point_down_only(layer):
     assert wrong == []
 
 
+def files_of(layer):
+    """The files of a layer by name, a header and its source being one, with those of the same
+    layer that each includes."""
+    found = {}
+    for path in sources(layer):
+        own = found.setdefault(path.stem, set())
+        for include in includes(path):
+            if folder_of(include) in (layer, public(layer)):
+                own.add(include.strip('"').rpartition("/")[2].removesuffix(".h"))
+    return {stem: included - {stem} for stem, included in found.items()}
+
+
+@pytest.mark.parametrize("layer", LAYERS)
+def test_the_files_of_a_folder_have_an_order(layer):
+    """No file leads back to itself by its includes: who reads one reads on downwards."""
+    left = files_of(layer)
+    while free := [stem for stem, included in left.items() if not included & left.keys()]:
+        for stem in free:
+            left.pop(stem)
+    assert left == {}
+
+
 def test_every_product_folder_is_a_known_layer():
     folders = {name(path).rpartition("/")[0] for path in sources("lib", "conf", "manager")}
     libraries = set(LAYERS) - {"manager"}

@@ -13,6 +13,7 @@
 #include "zarnic/sys/function_call.h"
 #include "zarnic/sys/output.h"
 #include "zarnic/sys/preparers.h"
+#include "zarnic/sys/wait.h"
 
 namespace {
 

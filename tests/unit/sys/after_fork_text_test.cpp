@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <iostream>
 
 #include "tests/unit/sys/runs.h"
 #include "zarnic/sys/preparers.h"
@@ -122,6 +123,19 @@ TEST_F(AfterForkText, TheWriterRunsTheExitHandlers) {
         std::atexit([] { test::writeFile(path, "handled"); });
         EXPECT_EQ(writersStatus(probe({"exit", "0"}).fromText("text"), 0), 0);
         EXPECT_EQ(readFile(path), "handled");
+    });
+}
+
+// The caller's stream is the caller's: it neither pads the text, nor throws up the writer's
+// stack, which would be a second copy of the caller.
+TEST_F(AfterForkText, WhatTheCallerDidToItsStreamDoesNotReachTheWriter) {
+    isolated([&] {
+        std::cout.width(40);
+        std::cout.fill('*');
+        EXPECT_EQ(throughCat("text"), "text");
+        std::cout.width(0);
+        std::cout.exceptions(std::ios::badbit | std::ios::failbit);
+        EXPECT_EQ(writersStatus(probe({"exit", "5"}).fromText(long_text), 5), 0);
     });
 }
 

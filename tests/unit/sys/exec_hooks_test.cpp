@@ -34,20 +34,6 @@ class SetsMode : public TExec::TPrepare {
     std::uint64_t mode_;
 };
 
-TEST_F(ExecHooks, TheDefaultsDoNothingAndAcceptErrors) {
-    TExec::TPrepare plain;
-    TExec exec = probe({});
-    const auto own = test::descriptors();
-    plain.beforeFork(exec);
-    plain.inParent(exec);
-    plain.inChild(exec);
-    plain.beforeExec(exec);
-    EXPECT_TRUE(plain.forkFailed(exec));
-    EXPECT_TRUE(plain.execFailed(exec));
-    EXPECT_EQ(exec.mode(), 7U);
-    EXPECT_EQ(test::descriptors(), own);
-}
-
 TEST_F(ExecHooks, APreparerIsDestroyedThroughItsBase) {
     struct Ends : TExec::TPrepare {
         explicit Ends(bool& flag) : flag_(flag) {}

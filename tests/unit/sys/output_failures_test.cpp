@@ -6,13 +6,14 @@
 #include <cerrno>
 #include <cstring>
 #include <iostream>
+#include <locale>
 #include <stdexcept>
 #include <typeinfo>
 
 #include "tests/unit/sys/recording_preparer.h"
 #include "tests/unit/sys/runs.h"
 #include "zarnic/sys/output.h"
-#include "zarnic/sys/wait_status.h"
+#include "zarnic/sys/wait.h"
 
 namespace zarnic::sys {
 namespace {
@@ -73,6 +74,19 @@ TEST_F(OutputFailures, EverySignalThatKillsIsReportedAsTheSystemTellsIt) {
         EXPECT_EQ(status & 0x7f, signal);
         EXPECT_EQ(failureOf(exec), "child failed (status=" + std::to_string(status) + "): ");
     }
+}
+
+// A process-wide locale that separates every digit.
+struct EveryDigit : std::numpunct<char> {
+    std::string do_grouping() const override { return "\1"; }
+};
+
+TEST_F(OutputFailures, ANumberIsPlainWhateverTheLocaleGroups) {
+    const std::locale before =
+        std::locale::global(std::locale(std::locale::classic(), new EveryDigit));
+    const std::string failure = failureOf(probe({"exit", "255"}));
+    std::locale::global(before);
+    EXPECT_EQ(failure, "child failed (exit code=255): ");
 }
 
 // A core flag is part of the number; where cores go depends on the machine.

@@ -2,7 +2,7 @@
 //
 //   arguments   TEArgs args(el);  args << "cat";
 //   wrap        TExec cat(args);
-//   attach      TExec attached = cat.fromText("3").toFile("/tmp/errors");
+//   attach      TExec attached = cat.fromText("3").toFile("/tmp/errors");   (attachments.h)
 //   run         TExecResult result = attached.run();
 //
 // In the child, whatever goes wrong before the program has started is thrown up the child's own
@@ -16,8 +16,9 @@
 #include <cstdint>
 #include <string>
 
-#include "zarnic/error/error.h"
+#include "zarnic/sys/attachments.h"
 #include "zarnic/sys/exec_args.h"
+#include "zarnic/sys/prepare.h"
 
 namespace zarnic::sys {
 
@@ -36,34 +37,12 @@ struct TExecResult {
     std::int32_t code;  // its exit code; -1 ended by a signal; 0 when nobody waited
 };
 
-// The attachments, the same for one runner and for a pipeline, where they apply to the last
-// program. Each returns a copy with one more preparer and leaves this runner as it was.
-template <class Runner>
-class TAttachments {
-  public:
-    // Standard output to a file, created with 0664 less the umask (open(2)); truncated or
-    // appended to.
-    [[nodiscard]] Runner toFile(const std::string& path) const;
-    [[nodiscard]] Runner appendToFile(const std::string& path) const;
-
-    // Any descriptor to a file, as above.
-    [[nodiscard]] Runner redirectToFile(int descriptor, const std::string& path,
-                                        bool append) const;
-
-    // The descriptor `target` becomes a copy of `source`, as the shell's target>&source.
-    [[nodiscard]] Runner redirect(int target, int source) const;
-
-    // Standard input from a file or from a text.
-    [[nodiscard]] Runner fromFile(const std::string& path) const;
-    [[nodiscard]] Runner fromText(const std::string& text) const;
-};
-
 // One program with its arguments, mode and preparer. Copies share arguments and preparer. A
 // runner may be run again; a run changes only what its preparer changes.
 class TExec : public TAttachments<TExec> {
   public:
-    class TPrepare;
-    using Preparer = SharedHandle<TPrepare>;
+    using TPrepare = sys::TPrepare;
+    using Preparer = sys::Preparer;
 
     static constexpr std::uint64_t fork_mode = sys::fork_mode;
     static constexpr std::uint64_t wait_mode = sys::wait_mode;
@@ -121,33 +100,6 @@ class TExec : public TAttachments<TExec> {
     TEArgs args_;
     std::uint64_t mode_;
     Preparer prepare_;
-};
-
-// Hooks at the six fixed points of a run, here in their order. Each gets the running TExec.
-class TExec::TPrepare {
-  public:
-    TPrepare() = default;
-    TPrepare(const TPrepare&) = default;
-    TPrepare& operator=(const TPrepare&) = default;
-    virtual ~TPrepare() = default;
-
-    // In the calling process before fork; only in fork mode.
-    virtual void beforeFork(TExec& exec);
-
-    // After a failed fork. False makes run() return pid -1 instead of throwing.
-    virtual bool forkFailed(TExec& exec);
-
-    // In the parent right after fork, before it decides whether to wait.
-    virtual void inParent(TExec& exec);
-
-    // In the child right after fork.
-    virtual void inChild(TExec& exec);
-
-    // Just before exec: in the child, or in the process itself when not forking.
-    virtual void beforeExec(TExec& exec);
-
-    // After exec returned, and so failed. False makes run() return pid -1 instead of throwing.
-    virtual bool execFailed(TExec& exec);
 };
 
 }  // namespace zarnic::sys

@@ -27,7 +27,7 @@ class TExecList : public TAttachments<TExecList> {
 
     // A copy whose last program, the output end, has one more preparer. A copy and nothing more
     // for an empty list.
-    [[nodiscard]] TExecList with(const TExec::Preparer& prepare) const;
+    [[nodiscard]] TExecList with(const Preparer& prepare) const;
 
   private:
     std::list<TExec> programs_;

@@ -5,25 +5,18 @@
 
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
 
 #include "zarnic/sys/exec_list.h"
 
 namespace zarnic::sys {
 
-// Waits for the child, stops included (WUNTRACED), and returns its raw wait status. Interrupted
-// waits are repeated; a child that is not there to be waited for (ECHILD) gives 0. Any other
-// failure throws a zarnic::SystemError "waitpid() failed".
-int waitChild(pid_t pid);
-
 // Runs the pipeline, none of its programs in wait mode, sets `out` to everything that the last
 // program prints and `status` to its raw wait status. The other programs are not waited for. An
 // interrupted or failed read ends the text. An empty list leaves both as they were.
 //
-// Throws TSysCallErr when a pipe or fork fails and what waitChild throws; in a child whose
-// program cannot be started, what TExec::run throws there comes out here, too. `out` is
+// Throws TSysCallErr when a pipe or fork fails and what waitChild (wait.h) throws; in a child
+// whose program cannot be started, what TExec::run throws there comes out here, too. `out` is
 // untouched when nothing could be started, and holds what was read when the wait fails;
 // `status` is untouched after any error. One descriptor, the pipe's read end, deliberately
 // stays open until the process ends; after a failed fork both ends do. Preparers of the last

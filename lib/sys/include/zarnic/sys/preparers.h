@@ -1,24 +1,25 @@
 // The library's preparers: redirections, pipes and texts for a child's standard streams. Most
-// callers attach them by the named operations of TExec and TExecList.
+// callers attach them by the named operations of attachments.h.
 //
 // Deliberately, the results of open, close and dup2 in the child are never tested: when a file
 // cannot be opened, the child runs with that stream closed. Only a failing pipe or fork is
-// raised, as TSysCallErr. What they do in the child stands in after_fork.cpp.
+// raised, as TSysCallErr, in the process in which it fails.
 
 #pragma once
 
 #include <string>
 
-#include "zarnic/error/shared_handle.h"
-#include "zarnic/sys/exec.h"
 #include "zarnic/sys/pipe.h"
+#include "zarnic/sys/prepare.h"
 
 namespace zarnic::sys {
 
 // The reading side of a pipeline's pipe: the parent gives the pipe up once it is forked.
-class TReadFromPipeline : public TExec::TPrepare {
+class TReadFromPipeline : public TPrepare {
   public:
+    // Shares the pipe with the writing side. Never throws.
     explicit TReadFromPipeline(const SharedHandle<TPipe>& pipe) : pipe_(pipe) {}
+
     void inParent(TExec& exec) override;
     void inChild(TExec& exec) override;
 
@@ -28,9 +29,11 @@ class TReadFromPipeline : public TExec::TPrepare {
 
 // The writing side, run first: it makes the pipe, and the parent keeps both ends open for the
 // reader to inherit.
-class TWriteToPipeline : public TExec::TPrepare {
+class TWriteToPipeline : public TPrepare {
   public:
+    // Shares the pipe with the reading side. Never throws.
     explicit TWriteToPipeline(const SharedHandle<TPipe>& pipe) : pipe_(pipe) {}
+
     void beforeFork(TExec& exec) override;
     void inChild(TExec& exec) override;
 
@@ -40,13 +43,13 @@ class TWriteToPipeline : public TExec::TPrepare {
 
 // Captures the child's standard output. The read end belongs to nobody: it is never closed
 // here, not by the destructor either, and stays open until the process ends.
-class TReadOut : public TExec::TPrepare {
+class TReadOut : public TPrepare {
   public:
     void beforeFork(TExec& exec) override;
     void inParent(TExec& exec) override;
     void inChild(TExec& exec) override;
 
-    // Where the output of the latest run can be read.
+    // Where the output of the latest run can be read; 0 before the first run.
     int readEnd() const noexcept { return pipe_.readEnd; }
 
   private:
@@ -55,9 +58,11 @@ class TReadOut : public TExec::TPrepare {
 
 // Feeds a text to the child's standard input, through a writer process that the child forks and
 // that nobody waits for.
-class TReadFromStr : public TExec::TPrepare {
+class TReadFromStr : public TPrepare {
   public:
+    // Copies the text. Throws std::bad_alloc.
     explicit TReadFromStr(const std::string& text) : text_(text) {}
+
     void inChild(TExec& exec) override;
 
   private:
@@ -65,10 +70,12 @@ class TReadFromStr : public TExec::TPrepare {
 };
 
 // Any descriptor to a file, created with mode 0664 less the umask (open(2)).
-class TRedirectToFile : public TExec::TPrepare {
+class TRedirectToFile : public TPrepare {
   public:
+    // Copies the path. Appends to the file, or truncates it. Throws std::bad_alloc.
     TRedirectToFile(int descriptor, const std::string& path, bool append)
         : descriptor_(descriptor), path_(path), append_(append) {}
+
     void inChild(TExec& exec) override;
 
   private:
@@ -79,9 +86,11 @@ class TRedirectToFile : public TExec::TPrepare {
 
 // The target descriptor becomes a copy of the source, which stays open. The target is closed
 // first, so one copied to itself ends up closed.
-class TRedirect : public TExec::TPrepare {
+class TRedirect : public TPrepare {
   public:
+    // Two descriptor numbers. Never throws.
     TRedirect(int target, int source) : target_(target), source_(source) {}
+
     void inChild(TExec& exec) override;
 
   private:
@@ -89,10 +98,12 @@ class TRedirect : public TExec::TPrepare {
     int source_;
 };
 
-// Standard output to a file.
-class TToFile : public TExec::TPrepare {
+// Standard output to a file, as TRedirectToFile.
+class TToFile : public TPrepare {
   public:
+    // Copies the path. Appends to the file, or truncates it. Throws std::bad_alloc.
     TToFile(const std::string& path, bool append) : path_(path), append_(append) {}
+
     void inChild(TExec& exec) override;
 
   private:
@@ -101,9 +112,11 @@ class TToFile : public TExec::TPrepare {
 };
 
 // Standard input from a file.
-class TFromFile : public TExec::TPrepare {
+class TFromFile : public TPrepare {
   public:
+    // Copies the path. Throws std::bad_alloc.
     explicit TFromFile(const std::string& path) : path_(path) {}
+
     void inChild(TExec& exec) override;
 
   private:
@@ -111,11 +124,14 @@ class TFromFile : public TExec::TPrepare {
 };
 
 // Two preparers as one: each hook calls the first, then the second; either may be empty.
-class TUnionPrep : public TExec::TPrepare {
+class TUnionPrep : public TPrepare {
   public:
-    TUnionPrep(const TExec::Preparer& first, const TExec::Preparer& second)
+    // Shares both. Never throws.
+    TUnionPrep(const Preparer& first, const Preparer& second)
         : first_(first), second_(second) {}
+
     void beforeFork(TExec& exec) override;
+
     // The two bool hooks return the second's answer, or true when there is no second. The
     // first's answer is deliberately ignored: the latest attachment decides alone.
     bool forkFailed(TExec& exec) override;
@@ -125,11 +141,11 @@ class TUnionPrep : public TExec::TPrepare {
     bool execFailed(TExec& exec) override;
 
   private:
-    void callBoth(void (TExec::TPrepare::*hook)(TExec&), TExec& exec);
-    bool askBoth(bool (TExec::TPrepare::*hook)(TExec&), TExec& exec);
+    void callBoth(void (TPrepare::*hook)(TExec&), TExec& exec);
+    bool askBoth(bool (TPrepare::*hook)(TExec&), TExec& exec);
 
-    TExec::Preparer first_;
-    TExec::Preparer second_;
+    Preparer first_;
+    Preparer second_;
 };
 
 }  // namespace zarnic::sys

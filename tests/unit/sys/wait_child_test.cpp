@@ -12,14 +12,14 @@
 
 #include "tests/unit/sys/runs.h"
 #include "zarnic/error/system_error.h"
-#include "zarnic/sys/output.h"
+#include "zarnic/sys/wait.h"
 
 namespace zarnic::sys {
 namespace {
 
 using test::isolated;
 
-class OutputWait : public test::RunTest {};
+class WaitChild : public test::RunTest {};
 
 // A child that runs `body` and exits with its result.
 template <class Body>
@@ -31,13 +31,13 @@ pid_t forked(const Body& body) {
     return pid;
 }
 
-TEST_F(OutputWait, TheStatusIsTheRawWordForEveryExitCode) {
+TEST_F(WaitChild, TheStatusIsTheRawWordForEveryExitCode) {
     for (int code = 0; code < 256; ++code) {
         ASSERT_EQ(waitChild(forked([code] { return code; })), code << 8);
     }
 }
 
-TEST_F(OutputWait, TheStatusOfAKilledChildIsItsSignal) {
+TEST_F(WaitChild, TheStatusOfAKilledChildIsItsSignal) {
     for (const int signal : {SIGHUP, SIGINT, SIGKILL, SIGTERM, SIGUSR1}) {
         EXPECT_EQ(waitChild(forked([signal] {
                       ::signal(signal, SIG_DFL);
@@ -47,40 +47,40 @@ TEST_F(OutputWait, TheStatusOfAKilledChildIsItsSignal) {
     }
 }
 
-TEST_F(OutputWait, TheChildIsReaped) {
+TEST_F(WaitChild, TheChildIsReaped) {
     const pid_t pid = forked([] { return 0; });
     waitChild(pid);
     EXPECT_EQ(test::reap(pid), -1);
 }
 
-TEST_F(OutputWait, OnlyTheGivenChildIsWaitedFor) {
+TEST_F(WaitChild, OnlyTheGivenChildIsWaitedFor) {
     const pid_t first = forked([] { return 1; });
     const pid_t second = forked([] { return 2; });
     EXPECT_EQ(waitChild(second), 2 << 8);
     EXPECT_EQ(waitChild(first), 1 << 8);
 }
 
-TEST_F(OutputWait, AStoppedChildIsReportedAsStopped) {
+TEST_F(WaitChild, AStoppedChildIsReportedAsStopped) {
     const pid_t pid = forked([] { return ::raise(SIGSTOP); });
     EXPECT_EQ(waitChild(pid), SIGSTOP << 8 | 0x7f);
     ::kill(pid, SIGKILL);
     EXPECT_EQ(waitChild(pid), SIGKILL);
 }
 
-TEST_F(OutputWait, AMissingChildGivesZero) {
+TEST_F(WaitChild, AMissingChildGivesZero) {
     const pid_t pid = forked([] { return 3; });
     EXPECT_EQ(waitChild(pid), 3 << 8);
     EXPECT_EQ(waitChild(pid), 0);
 }
 
-TEST_F(OutputWait, AChildWhoseEndIsIgnoredGivesZero) {
+TEST_F(WaitChild, AChildWhoseEndIsIgnoredGivesZero) {
     isolated([] {
         ::signal(SIGCHLD, SIG_IGN);
         EXPECT_EQ(waitChild(forked([] { return 3; })), 0);
     });
 }
 
-TEST_F(OutputWait, AnInterruptedWaitIsRepeatedAsOftenAsNeeded) {
+TEST_F(WaitChild, AnInterruptedWaitIsRepeatedAsOftenAsNeeded) {
     isolated([] {
         const test::Interrupts interrupts;
         const pid_t self = ::getpid();
@@ -96,7 +96,7 @@ TEST_F(OutputWait, AnInterruptedWaitIsRepeatedAsOftenAsNeeded) {
 }
 
 // The one process number that the system refuses for another reason.
-TEST_F(OutputWait, AnyOtherErrorIsThrownWithItsNumber) {
+TEST_F(WaitChild, AnyOtherErrorIsThrownWithItsNumber) {
     try {
         waitChild(INT_MIN);
         FAIL();

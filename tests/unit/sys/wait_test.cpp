@@ -1,4 +1,4 @@
-#include "zarnic/sys/wait_status.h"
+#include "zarnic/sys/wait.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>

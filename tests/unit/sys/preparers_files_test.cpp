@@ -30,7 +30,7 @@ std::unique_ptr<TExec::TPrepare> writer(bool general, const std::string& path, b
     return std::make_unique<TToFile>(path, append);
 }
 
-class AfterForkFiles : public test::RunTest, public testing::WithParamInterface<bool> {
+class PreparersFiles : public test::RunTest, public testing::WithParamInterface<bool> {
   protected:
     TExec::Preparer toFile(bool append = false) const {
         return TExec::Preparer(writer(GetParam(), dir / "f", append).release());
@@ -40,29 +40,29 @@ class AfterForkFiles : public test::RunTest, public testing::WithParamInterface<
     TExec exec = probe({});
 };
 
-INSTANTIATE_TEST_SUITE_P(BothWriters, AfterForkFiles, testing::Bool(), [](const auto& tested) {
+INSTANTIATE_TEST_SUITE_P(BothWriters, PreparersFiles, testing::Bool(), [](const auto& tested) {
     return tested.param ? "TRedirectToFile" : "TToFile";
 });
 
-TEST_P(AfterForkFiles, AnExistingFileIsTruncated) {
+TEST_P(PreparersFiles, AnExistingFileIsTruncated) {
     test::writeFile(dir / "f", "old content");
     runOnce(probe({"args", "new"}).with(toFile(false)));
     EXPECT_EQ(readFile(dir / "f"), "new\n");
 }
 
-TEST_P(AfterForkFiles, AnExistingFileIsAppendedTo) {
+TEST_P(PreparersFiles, AnExistingFileIsAppendedTo) {
     test::writeFile(dir / "f", "old\n");
     runOnce(probe({"args", "new"}).with(toFile(true)));
     EXPECT_EQ(readFile(dir / "f"), "old\nnew\n");
 }
 
-TEST_P(AfterForkFiles, AFileIsTruncatedEvenByAProgramThatPrintsNothing) {
+TEST_P(PreparersFiles, AFileIsTruncatedEvenByAProgramThatPrintsNothing) {
     test::writeFile(dir / "f", "old content");
     runOnce(probe({"exit", "0"}).with(toFile(false)));
     EXPECT_EQ(readFile(dir / "f"), "");
 }
 
-TEST_P(AfterForkFiles, ANewFileIsMadeInBothWays) {
+TEST_P(PreparersFiles, ANewFileIsMadeInBothWays) {
     for (const bool append : {false, true}) {
         ::unlink((dir / "f").c_str());
         runOnce(probe({"args", "new"}).with(toFile(append)));
@@ -70,7 +70,7 @@ TEST_P(AfterForkFiles, ANewFileIsMadeInBothWays) {
     }
 }
 
-TEST_P(AfterForkFiles, ANewFilesModeIs0664LessTheUmaskForEveryUmask) {
+TEST_P(PreparersFiles, ANewFilesModeIs0664LessTheUmaskForEveryUmask) {
     isolated([&] {
         for (const bool append : {false, true}) {
             for (mode_t mask = 0; mask <= 0777; ++mask) {
@@ -86,7 +86,7 @@ TEST_P(AfterForkFiles, ANewFilesModeIs0664LessTheUmaskForEveryUmask) {
     });
 }
 
-TEST_P(AfterForkFiles, AnExistingFileKeepsItsMode) {
+TEST_P(PreparersFiles, AnExistingFileKeepsItsMode) {
     test::writeFile(dir / "f", "");
     ::chmod((dir / "f").c_str(), 0600);
     runOnce(probe({"args", "new"}).with(toFile()));
@@ -95,7 +95,7 @@ TEST_P(AfterForkFiles, AnExistingFileKeepsItsMode) {
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
 }
 
-TEST_P(AfterForkFiles, TheStreamIsForWritingAndAppendsOnlyIfAsked) {
+TEST_P(PreparersFiles, TheStreamIsForWritingAndAppendsOnlyIfAsked) {
     isolated([&] {
         for (const bool append : {false, true}) {
             writer(GetParam(), dir / "f", append)->inChild(exec);
@@ -106,7 +106,7 @@ TEST_P(AfterForkFiles, TheStreamIsForWritingAndAppendsOnlyIfAsked) {
     });
 }
 
-TEST_P(AfterForkFiles, TheProgramHasTheFileOnlyAsThatStream) {
+TEST_P(PreparersFiles, TheProgramHasTheFileOnlyAsThatStream) {
     const auto own = test::descriptors();
     runOnce(probe({"report"}).with(toFile()));
     const std::string report = readFile(dir / "f");
@@ -115,7 +115,7 @@ TEST_P(AfterForkFiles, TheProgramHasTheFileOnlyAsThatStream) {
     EXPECT_NE(target(report, 2), dir / "f");
 }
 
-TEST_P(AfterForkFiles, AMissingDirectoryLeavesTheStreamClosed) {
+TEST_P(PreparersFiles, AMissingDirectoryLeavesTheStreamClosed) {
     const auto tellingIfClosed = [&](const std::string& path) {
         return test::inChild([&] {
             TExec shell = program({"sh", "-c", "test -e /proc/$$/fd/1 || echo closed >&2"});
@@ -127,21 +127,21 @@ TEST_P(AfterForkFiles, AMissingDirectoryLeavesTheStreamClosed) {
     EXPECT_EQ(tellingIfClosed(dir / "f").err, "");
 }
 
-TEST_P(AfterForkFiles, AMissingDirectoryIsNoError) {
+TEST_P(PreparersFiles, AMissingDirectoryIsNoError) {
     for (const bool append : {false, true}) {
         const TExec::Preparer missing(writer(GetParam(), dir / "missing/f", append).release());
         EXPECT_EQ(runOnce(probe({"exit", "5"}).with(missing)).code, 5);
     }
 }
 
-TEST_P(AfterForkFiles, ADirectoryInTheFilesPlaceLeavesTheStreamClosed) {
+TEST_P(PreparersFiles, ADirectoryInTheFilesPlaceLeavesTheStreamClosed) {
     isolated([&] {
         writer(GetParam(), dir.path(), false)->inChild(exec);
         EXPECT_FALSE(isOpen(STDOUT_FILENO));
     });
 }
 
-TEST_P(AfterForkFiles, ARelativePathIsOneOfTheWorkingDirectory) {
+TEST_P(PreparersFiles, ARelativePathIsOneOfTheWorkingDirectory) {
     isolated([&] {
         ASSERT_EQ(::chdir(dir.path().c_str()), 0);
         writer(GetParam(), "relative", false)->inChild(exec);
@@ -150,7 +150,7 @@ TEST_P(AfterForkFiles, ARelativePathIsOneOfTheWorkingDirectory) {
 }
 
 // The file is opened as the target's own number then, which is closed before the copy.
-TEST_P(AfterForkFiles, AStreamThatWasClosedBeforeStaysClosed) {
+TEST_P(PreparersFiles, AStreamThatWasClosedBeforeStaysClosed) {
     isolated([&] {
         ::close(STDOUT_FILENO);
         writer(GetParam(), dir / "f", false)->inChild(exec);

@@ -1,0 +1,31 @@
+// Waiting for a child, and reading what the wait tells of it.
+//
+//   const int status = waitChild(pid);
+//   if (endedBySignal(status)) { ... } else { use(exitCode(status)); }
+//
+// Everything of the library that takes a raw wait status apart does it here. Its layout is the
+// kernel's (wait(2)): signal in bits 0-6, core flag in bit 7, exit code in bits 8-15.
+
+#pragma once
+
+#include <sys/types.h>
+
+namespace zarnic::sys {
+
+// True when the child was ended by a signal, with or without a core, or is only stopped (the
+// seven bits are then all set). Not WIFSIGNALED: that is false for a stopped child.
+constexpr bool endedBySignal(int status) { return (status & 0x7f) != 0; }
+
+// The exit code of a child that ended normally, 0 to 255.
+constexpr int exitCode(int status) { return (status >> 8) & 0xff; }
+
+// Waits once for the child's end or stop (waitpid with WUNTRACED) and returns its raw wait
+// status. Throws zarnic::SystemError "waitpid() failed", of the class that its errno selects,
+// when the wait fails or is interrupted; the child is then not reaped.
+int waitOnce(pid_t pid);
+
+// The same, but an interrupted wait (EINTR) is repeated, and a child that is not there to be
+// waited for (ECHILD) gives 0, the status of a child that ended well.
+int waitChild(pid_t pid);
+
+}  // namespace zarnic::sys
