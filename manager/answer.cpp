@@ -1,25 +1,24 @@
 #include "manager/answer.h"
 
 #include <cstdio>
+#include <new>
 
 namespace {
 
-// A buffer of the program's own: stdio would ask the system what standard output is, and the
-// heap for one of that size, each time for a single line.
-void giveBuffer() {
-    static char buffer[1024];  // longer lines are written without it
-    static_cast<void>(std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer));
+void put(const std::string& text) noexcept {
+    static_cast<void>(std::fwrite(text.data(), 1, text.size(), stdout));
+    static_cast<void>(std::fflush(stdout));
 }
 
 }  // namespace
 
-void answer(const std::string& line) {
-    static bool hasBuffer = false;
-    if (!hasBuffer) {
-        giveBuffer();
-        hasBuffer = true;
+void writeAnswersAtOnce() { static_cast<void>(std::setvbuf(stdout, nullptr, _IONBF, 0)); }
+
+void answer(const std::string& line) noexcept {
+    try {
+        put(line + '\n');
+    } catch (const std::bad_alloc&) {
+        put(line);
+        put("\n");
     }
-    static_cast<void>(std::fwrite(line.data(), 1, line.size(), stdout));
-    static_cast<void>(std::putchar('\n'));
-    static_cast<void>(std::fflush(stdout));
 }

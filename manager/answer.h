@@ -1,13 +1,19 @@
-// How a command answers.
+// How a command answers: one line on standard output, in one write. A panel that reads once
+// gets the whole line, whatever its length.
 
 #pragma once
 
 #include <string>
 
-// Writes the line and a line feed to standard output and flushes it, so that nothing is left in
-// the buffer for a forked child to write a second time. A failed write is deliberately ignored:
-// the exit status tells the outcome all the same.
+// Takes the buffer from standard output, which would cut a long line in two. To be called
+// before anything is written there (setvbuf(3)).
+void writeAnswersAtOnce();
+
+// Writes the line and a line feed to standard output. Nothing is left in a buffer for a forked
+// child to write a second time. A failed write is deliberately ignored: the exit status tells
+// the outcome all the same. Never throws: without memory for line and line feed together, they
+// are written one after the other.
 //
-// By stdio and not std::cout: bringing up the stream library, its locale above all, is a third
-// of the start of a command.
-void answer(const std::string& line);
+// By stdio and not std::cout: the stream library and its locales make the program larger by
+// half, and its start by a dozen page faults.
+void answer(const std::string& line) noexcept;

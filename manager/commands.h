@@ -11,9 +11,6 @@
 
 #include "manager/manager.h"
 
-// delete-file: removes `file`. A failed removal is deliberately not reported.
-bool deleteFile(zarnic::opt::TOParsing parser);
-
 // check-install: prints that the server is installed under `kav-dir`, or throws TUError.
 bool checkInstall(zarnic::opt::TOParsing parser);
 
@@ -34,6 +31,9 @@ bool killService(zarnic::opt::TOParsing parser);
 // survive that for 5 seconds; sends any other running service SIGTERM and starts it again;
 // starts a service that is not running, always as a daemon and as start-service does.
 bool restartService(zarnic::opt::TOParsing parser);
+
+// delete-file: removes `file`. A failed removal is deliberately not reported.
+bool deleteFile(zarnic::opt::TOParsing parser);
 
 // config-file-content: prints `file` as it is. A missing file is deliberately not an error.
 bool configFileContent(zarnic::opt::TOParsing parser);

@@ -22,8 +22,8 @@ void continueInChild() {
     }
 }
 
-// The session leader's end would otherwise end the daemon by SIGHUP. The service's program
-// inherits the disposition.
+// The service's program inherits this. A reload may be asked for as soon as there is a pid
+// file; a server that has not installed its handler by then would be ended by the SIGHUP.
 void ignoreHangup() {
     struct sigaction ignore = {};
     ignore.sa_handler = SIG_IGN;

@@ -28,7 +28,7 @@ constexpr std::array<Command, 9> commands = {{
     {"help", showHelp},
 }};
 
-// No command was named: only `h` is left, and anything else is an unknown option.
+// No command was named: `-h` is left to be asked for, and without it every option is unknown.
 void dispatchShortHelp(TOParsing& parser) {
     const TOParsing::TResult asked = parser.sopt('h');
     if (asked && showHelp(parser)) {
@@ -62,6 +62,7 @@ int fail(const std::string& message) {
 }  // namespace
 
 int runCommandLine(int argc, const char* const* argv) {
+    writeAnswersAtOnce();
     TOParsing parser(argv, argc);
     parser.exceptions(TOParsing::nobit | TOParsing::unknbit | TOParsing::badbit);
     try {

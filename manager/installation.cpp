@@ -1,5 +1,4 @@
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "manager/answer.h"
 #include "manager/commands.h"
@@ -15,14 +14,5 @@ bool checkInstall(zarnic::opt::TOParsing parser) {
         throw TUError("Kaspersky Anti-Virus server is not installed");
     }
     answer("Kaspersky Anti-Virus server is installed");
-    return true;
-}
-
-bool deleteFile(zarnic::opt::TOParsing parser) {
-    const std::string file = requiredValue(parser, "file");
-    finishPreamble(parser);
-
-    // Deliberately unexamined: a file that is gone, or that cannot be removed, is not reported.
-    static_cast<void>(::unlink(file.c_str()));
     return true;
 }

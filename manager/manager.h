@@ -1,8 +1,8 @@
 // The anti-virus manager's own types, shared by its commands.
 //
 // Reading order: front_end.cpp (which command), preamble.h (what every command does first), the
-// commands in service_control.cpp, installation.cpp and configuration_file.cpp, and the body of
-// a service start in service_body.cpp.
+// commands in installation.cpp, file_commands.cpp and service_control.cpp, and the body of a
+// service start in service_body.cpp.
 
 #pragma once
 

@@ -1,12 +1,8 @@
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
-
 #include "manager/manager.h"
-#include "zarnic/error/system_error.h"
 #include "zarnic/sys/exec.h"
-#include "zarnic/sys/wait_status.h"
+#include "zarnic/sys/wait.h"
 
 using zarnic::sys::el;
 using zarnic::sys::TEArgs;
@@ -18,7 +14,7 @@ const char* const statistics_script = "parse_avstat.pl";
 const char* const updater = "keepup2date";
 
 // The updater's pid-file pair comes before the configuration-file pair, and is there even when
-// the pid file is empty: hosts have always started the updater so.
+// the pid file is empty: this is the interface.
 TEArgs programArguments(const std::string& kavDir, const std::string& service,
                         const std::string& configFile, const std::string& pidFile) {
     TEArgs arguments(el);
@@ -27,10 +23,10 @@ TEArgs programArguments(const std::string& kavDir, const std::string& service,
         arguments << "-d" << pidFile;
     }
     if (service == statistics_script) {
-        arguments << "-x"
-                  << "-r"
-                  << "-n=1"
-                  << "-sd=" + kavDir + "/proc_avstat" << configFile;
+        for (const char* const option : {"-x", "-r", "-n=1"}) {
+            arguments << option;
+        }
+        arguments << "-sd=" + kavDir + "/proc_avstat" << configFile;
     } else if (!configFile.empty()) {
         arguments << "-c" << configFile;
     }
@@ -38,20 +34,14 @@ TEArgs programArguments(const std::string& kavDir, const std::string& service,
 }
 
 // Runs the program without the runner's own waiting, which would hide a stop and what ended it.
+// Deliberately one wait, without a retry: an interrupted wait is a failure of the start.
 int runAndReap(const TEArgs& arguments) {
     TExec program(arguments);
-    const pid_t pid = program.withModeToggled(zarnic::sys::wait_mode).run().pid;
-    int status = 0;
-    // Deliberately once, without a retry: an interrupted wait is a failure of the start.
-    if (::waitpid(pid, &status, WUNTRACED) == -1) {
-        const int error = errno;
-        zarnic::throw_system_error("waitpid() failed", error);
-    }
-    return status;
+    return zarnic::sys::waitOnce(program.withModeToggled(zarnic::sys::wait_mode).run().pid);
 }
 
-// Through cat, so that this process itself never opens a file in a directory that everybody may
-// write to. Cat's exit code is deliberately not examined.
+// Cat's exit code is deliberately not examined. Its forked child opens the file as root, in a
+// directory that everybody may write to: docs/security.md says what that allows.
 void writeErrorsFile(const std::string& errorsFile, int code) {
     TExec(TEArgs(el) << "cat").fromText(std::to_string(code)).toFile(errorsFile).run();
 }

@@ -1,12 +1,8 @@
-#include <unistd.h>
-
-#include <csignal>
-
 #include "manager/answer.h"
 #include "manager/commands.h"
 #include "manager/daemon.h"
-#include "manager/pid_file.h"
 #include "manager/preamble.h"
+#include "manager/running_service.h"
 #include "zarnic/sys/function_call.h"
 
 using zarnic::opt::TOParsing;
@@ -15,29 +11,11 @@ using zarnic::sys::TFnCall;
 
 namespace {
 
+// The one server that takes SIGHUP for a request to reload.
 const char* const reloadable_service = "aveserver";
-constexpr unsigned reload_seconds = 5;
 
 void startAsDaemon(const TStartKAVService& service) {
     runAsDaemon(TExec(TExec::Preparer(new TFnCall<TStartKAVService>(service))));
-}
-
-// The server reloads on SIGHUP. It is given time to fail at its new configuration; one that is
-// gone after that did not take it.
-void reload(int pid) {
-    ::kill(pid, SIGHUP);
-    ::sleep(reload_seconds);
-    if (::kill(pid, 0) != 0) {
-        throw TUError("Service reloading failed");
-    }
-}
-
-void reloadByPidFile(const std::string& kavDir, const std::string& service,
-                     const std::string& pidFile) {
-    const int pid = pidFromText(readPidFile(kavDir, service, pidFile));
-    if (pid != 0) {
-        reload(pid);
-    }
 }
 
 }  // namespace

@@ -29,6 +29,23 @@ TEST(Answer, WritesAnyBytesInTheirFullLength) {
     EXPECT_EQ(child.out, every + "\n\n" + std::string(100000, 'x') + "\n");
 }
 
+// A pipe of packets (pipe(2)) tells one write from another.
+TEST(Answer, IsOneWriteWhateverItsLength) {
+    for (const std::size_t length : {0U, 1U, 1022U, 1023U, 1024U, 1500U, 4094U}) {
+        int ends[2];
+        ASSERT_EQ(::pipe2(ends, O_DIRECT), 0);
+        const test::Captured child = test::inChild([&] {
+            ::dup2(ends[1], STDOUT_FILENO);
+            writeAnswersAtOnce();
+            answer(std::string(length, 'x'));
+        });
+        char packet[4096];
+        EXPECT_EQ(::read(ends[0], packet, sizeof packet), static_cast<ssize_t>(length + 1));
+        ::close(ends[0]);
+        ::close(ends[1]);
+    }
+}
+
 TEST(Answer, LeavesNothingInTheBuffer) {
     const test::Captured child = test::inChild([] {
         answer("once");

@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "manager/pid_file.h"
+#include "manager/running_service.h"
 
 namespace {
 
@@ -46,11 +46,13 @@ TEST(PidText, ATextWithoutANumberAtItsStartIsNoProcess) {
     }
 }
 
-// What the stream stores then is the nearest int: a signal sent to that would be a lie.
+// What the conversion stores then is the nearest number: a signal sent to that would be a lie.
 TEST(PidText, ANumberThatAnIntDoesNotHoldIsNoProcess) {
     for (const char* const text :
          {"2147483648", "-2147483649", "4294967297", "18446744073709551617",
-          "99999999999999999999999999", "-99999999999999999999999999"}) {
+          "9223372036854775807", "-9223372036854775808", "9223372036854775808",
+          "-9223372036854775809", "99999999999999999999999999",
+          "-99999999999999999999999999"}) {
         EXPECT_EQ(pidFromText(text), 0) << text;
     }
 }
@@ -76,8 +78,9 @@ TEST(PidText, OnlyWhiteSpaceASignOrADigitMayPrecedeTheNumber) {
 TEST(PidText, EveryByteButADigitEndsTheNumber) {
     for (int byte = 0; byte < 256; ++byte) {
         const char c = static_cast<char>(byte);
-        const int expected = c >= '0' && c <= '9' ? 340 + (c - '0') : 34;
-        EXPECT_EQ(pidFromText(std::string("34") + c), expected) << byte;
+        const bool digit = c >= '0' && c <= '9';
+        EXPECT_EQ(pidFromText(std::string("34") + c), digit ? 340 + (c - '0') : 34) << byte;
+        EXPECT_EQ(pidFromText(std::string("34") + c + "5"), digit ? 3405 + 10 * (c - '0') : 34);
     }
 }
 

@@ -1,4 +1,4 @@
-#include "manager/pid_file.h"
+#include "manager/running_service.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>

@@ -1,4 +1,7 @@
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <initializer_list>
 
 #include "manager/commands.h"
 #include "manager/preamble.h"
@@ -8,6 +11,28 @@ using zarnic::sys::el;
 using zarnic::sys::TEArgs;
 using zarnic::sys::TExec;
 
+namespace {
+
+// Runs one of the system's tools to its end. Its exit code is deliberately not examined.
+void runTool(std::initializer_list<std::string> arguments) {
+    TEArgs args(el);
+    for (const std::string& argument : arguments) {
+        args << argument;
+    }
+    TExec(args).run();
+}
+
+}  // namespace
+
+bool deleteFile(zarnic::opt::TOParsing parser) {
+    const std::string file = requiredValue(parser, "file");
+    finishPreamble(parser);
+
+    // Deliberately unexamined: a file that is gone, or that cannot be removed, is not reported.
+    static_cast<void>(::unlink(file.c_str()));
+    return true;
+}
+
 bool configFileContent(zarnic::opt::TOParsing parser) {
     const std::string file = requiredValue(parser, "file");
     finishPreamble(parser);
@@ -15,7 +40,7 @@ bool configFileContent(zarnic::opt::TOParsing parser) {
     struct stat status;
     // Deliberate: a file that is not there has no content, which is not an error.
     if (::stat(file.c_str(), &status) == 0) {
-        TExec(TEArgs(el) << "cat" << file).run();
+        runTool({"cat", file});
     }
     return true;
 }
@@ -27,9 +52,7 @@ bool saveToConfigFile(zarnic::opt::TOParsing parser) {
 
     // Deliberate: neither exit code is examined and chown runs whatever became of cp. The tools
     // say on standard error what went wrong.
-    TExec(TEArgs(el) << "cp" << file << configFile).run();
-    TExec(TEArgs(el) << "chown"
-                     << "root" << configFile)
-        .run();
+    runTool({"cp", file, configFile});
+    runTool({"chown", "root", configFile});
     return true;
 }

@@ -1,4 +1,5 @@
-// The service's pid file: the one rule for what runs. It is only read, and only through cat.
+// The running service, as its pid file tells of it: whether it runs, and the signals that it is
+// sent. The pid file is only read, and only through cat.
 //
 // All operations take their strings in the order kav-dir, service, pid file, as every part of
 // service control does; only the pid file is used.
@@ -20,6 +21,11 @@ bool isServiceRunning(std::string kavDir, std::string service, std::string pidFi
 // ignored, and no wait follows. Throws as readPidFile.
 void termByPidFile(std::string kavDir, std::string service, std::string pidFile);
 
-// The process id at the start of a pid file's text, after white space; 0, for no process, when
-// there is no number or one that an int does not hold.
+// Sends SIGHUP to the pid in the pid file, if it names one, and gives the server 5 seconds to
+// fail at its new configuration. Throws TUError "Service reloading failed" when it is gone
+// after that, or may not be signalled; else as readPidFile.
+void reloadByPidFile(std::string kavDir, std::string service, std::string pidFile);
+
+// The process id at the start of a pid file's text, after white space and a sign; 0, for no
+// process, when there is no number or one that an int does not hold.
 int pidFromText(const std::string& text);
