@@ -38,7 +38,8 @@ function(avmanager_library name)
     add_library(${name} STATIC ${ARGN})
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
     if(IS_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}/include")
-        target_include_directories(${name} PUBLIC "${CMAKE_CURRENT_SOURCE_DIR}/include")
+        file(GLOB headers CONFIGURE_DEPENDS include/zarnic/*/*.h)
+        target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS include FILES ${headers})
     endif()
     # Plain code beside the compiler's own form: the program is optimised at link time, and the
     # tests, many and small, are linked without that wait.

@@ -15,13 +15,9 @@ function(avmanager_check_packed_relocations)
     ]] AVMANAGER_PACKED_RELOCATIONS)
 endfunction()
 
-# And the code that runs at start lies side by side: see startup_order.ld.
 function(avmanager_start_fast target)
     avmanager_check_packed_relocations()
     if(AVMANAGER_PACKED_RELOCATIONS)
         target_link_options(${target} PRIVATE -Wl,-z,pack-relative-relocs)
     endif()
-    set(order "${PROJECT_SOURCE_DIR}/cmake/startup_order.ld")
-    target_link_options(${target} PRIVATE "-Wl,-T,${order}")
-    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${order}")
 endfunction()

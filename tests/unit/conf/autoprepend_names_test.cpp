@@ -18,48 +18,61 @@ using test::writePanelFile;
 
 struct Variable {
     int index;
+    zrc_conf_variable constant;
     const char* name;
     const char* value;
 };
 
+#define VARIABLE(index, name, value) \
+    { index, ZRC_CONF_##name, #name, value }
+
 constexpr Variable variables[] = {
-    {1, "ZARNIC_MAILNAMES_D", "/var/qmail/mailnames"},
-    {2, "COURIER_IMAP_ROOT_D", "/"},
-    {3, "RBLSMTPD", "/usr/sbin/rblsmtpd"},
-    {4, "CGI_PHP_BIN", "dynamic"},
-    {5, "CLIENT_PHP_BIN", "/usr/local/zrc/bin/php-cli"},
-    {6, "LIB_CRYPTO_PATH", "/lib/libcrypto.so"},
-    {7, "LIB_SSL_PATH", "/lib/libssl.so"},
-    {8, "AWSTATS_DOC_D", "/usr/share/apache2/icons/awstats"},
-    {9, "AWSTATS_TOOLS_D", "/usr/share/awstats"},
-    {10, "AWSTATS_BIN_D", "/srv/www/cgi-bin/awstats"},
-    {11, "AWSTATS_ETC_D", "/etc/awstats"},
-    {12, "CATALINA_HOME", "/usr/share/tomcat55"},
-    {13, "MAILMAN_VAR_D", "/var/lib/mailman"},
-    {14, "MAILMAN_ROOT_D", "/usr/lib/mailman"},
-    {15, "PGSQL_DATA_D", "/var/lib/pgsql/data"},
-    {16, "PGSQL_BIN_D", "/usr/bin"},
-    {17, "MYSQL_BIN_D", "/usr/bin"},
-    {18, "MYSQL_VAR_D", "/var/lib/mysql"},
-    {19, "LOGROTATE", "/usr/local/zrc/logrotate/sbin/logrotate"},
-    {20, "WEB_STAT", "/usr/bin/webalizer"},
-    {21, "DUMP_D", "/var/lib/zrc/dumps"},
-    {22, "NAMED_RUN_ROOT_D", "/var/lib/named"},
-    {23, "FTPD_CONF_INC", "/etc/proftpd.include"},
-    {24, "HTTPD_SERVICE", "apache2"},
-    {25, "HTTPD_LOG_D", "/var/log/apache2"},
-    {26, "HTTPD_INCLUDE_D", "/etc/apache2/conf.d"},
-    {27, "HTTPD_CONF_D", "/etc/apache2"},
-    {28, "HTTPD_VHOSTS_D", "/srv/www/vhosts"},
-    {29, "PRODUCT_ROOT_D", "/usr/local/zrc"},
-    {30, "NAMED_OPTIONS_CONF", "/etc/named.conf.include.zarnic-options"},
-    {31, "NAMED_ZONES_CONF", "/etc/named.conf.include.zarnic-zones"},
+    VARIABLE(1, ZARNIC_MAILNAMES_D, "/var/qmail/mailnames"),
+    VARIABLE(2, COURIER_IMAP_ROOT_D, "/"),
+    VARIABLE(3, RBLSMTPD, "/usr/sbin/rblsmtpd"),
+    VARIABLE(4, CGI_PHP_BIN, "dynamic"),
+    VARIABLE(5, CLIENT_PHP_BIN, "/usr/local/zrc/bin/php-cli"),
+    VARIABLE(6, LIB_CRYPTO_PATH, "/lib/libcrypto.so"),
+    VARIABLE(7, LIB_SSL_PATH, "/lib/libssl.so"),
+    VARIABLE(8, AWSTATS_DOC_D, "/usr/share/apache2/icons/awstats"),
+    VARIABLE(9, AWSTATS_TOOLS_D, "/usr/share/awstats"),
+    VARIABLE(10, AWSTATS_BIN_D, "/srv/www/cgi-bin/awstats"),
+    VARIABLE(11, AWSTATS_ETC_D, "/etc/awstats"),
+    VARIABLE(12, CATALINA_HOME, "/usr/share/tomcat55"),
+    VARIABLE(13, MAILMAN_VAR_D, "/var/lib/mailman"),
+    VARIABLE(14, MAILMAN_ROOT_D, "/usr/lib/mailman"),
+    VARIABLE(15, PGSQL_DATA_D, "/var/lib/pgsql/data"),
+    VARIABLE(16, PGSQL_BIN_D, "/usr/bin"),
+    VARIABLE(17, MYSQL_BIN_D, "/usr/bin"),
+    VARIABLE(18, MYSQL_VAR_D, "/var/lib/mysql"),
+    VARIABLE(19, LOGROTATE, "/usr/local/zrc/logrotate/sbin/logrotate"),
+    VARIABLE(20, WEB_STAT, "/usr/bin/webalizer"),
+    VARIABLE(21, DUMP_D, "/var/lib/zrc/dumps"),
+    VARIABLE(22, NAMED_RUN_ROOT_D, "/var/lib/named"),
+    VARIABLE(23, FTPD_CONF_INC, "/etc/proftpd.include"),
+    VARIABLE(24, HTTPD_SERVICE, "apache2"),
+    VARIABLE(25, HTTPD_LOG_D, "/var/log/apache2"),
+    VARIABLE(26, HTTPD_INCLUDE_D, "/etc/apache2/conf.d"),
+    VARIABLE(27, HTTPD_CONF_D, "/etc/apache2"),
+    VARIABLE(28, HTTPD_VHOSTS_D, "/srv/www/vhosts"),
+    VARIABLE(29, PRODUCT_ROOT_D, "/usr/local/zrc"),
+    VARIABLE(30, NAMED_OPTIONS_CONF, "/etc/named.conf.include.zarnic-options"),
+    VARIABLE(31, NAMED_ZONES_CONF, "/etc/named.conf.include.zarnic-zones"),
 };
 
 static_assert(sizeof variables / sizeof variables[0] == 31);
 
 constexpr const char* lower_sentinel = "_MIN_POSSIBLE_ZRC_CONF_VAR_NAME";
 constexpr const char* upper_sentinel = "_MAX_POSSIBLE_ZRC_CONF_VAR_NAME";
+
+static_assert([] {
+    for (const Variable& variable : variables) {
+        if (variable.constant != variable.index) {
+            return false;
+        }
+    }
+    return true;
+}());
 
 class AutoprependNames : public test::PanelFileTest {};
 

@@ -19,8 +19,6 @@ namespace {
 using test::inChild;
 using test::Streams;
 
-static_assert(std::is_same_v<decltype(message_fn), void (*)(int, const char*, ...)>);
-static_assert(std::is_same_v<decltype(vmessage_fn), void (*)(int, const char*, va_list)>);
 static_assert(std::is_same_v<decltype(program_path), const char*>);
 
 // The module's state before anything ran: it is there during static initialisation already.

@@ -1,15 +1,50 @@
 // The panel's runtime configuration: the variables of /etc/zrc/zrc.conf, with a compile-time
 // default for each of the 31 that the panel defines.
 //
-//   const char* root = zrcConfGetDefaultByIndex(29);       // PRODUCT_ROOT_D, never null
-//   const char* dumps = zrcConfGetDefault("DUMP_D");       // the same by name
-//   const char* other = zrcConfGet("SITE_SPECIFIC");       // any name, the file only
+//   const char* root = zrcConfGetDefaultByIndex(ZRC_CONF_PRODUCT_ROOT_D);  // never null
+//   const char* dumps = zrcConfGetDefault("DUMP_D");                        // by name
+//   const char* other = zrcConfGet("SITE_SPECIFIC");                        // the file only
 //
 // The file is loaded at the first use and then kept until the process ends: a later change of
 // it is not seen. A load that failed is tried again by the next operation. Returned strings
 // belong to the module. The state is global and unlocked: one thread only.
 
 #pragma once
+
+// The indexes of the 31 variables, each named after its variable.
+enum zrc_conf_variable : int {
+    ZRC_CONF_ZARNIC_MAILNAMES_D = 1,
+    ZRC_CONF_COURIER_IMAP_ROOT_D,
+    ZRC_CONF_RBLSMTPD,
+    ZRC_CONF_CGI_PHP_BIN,
+    ZRC_CONF_CLIENT_PHP_BIN,
+    ZRC_CONF_LIB_CRYPTO_PATH,
+    ZRC_CONF_LIB_SSL_PATH,
+    ZRC_CONF_AWSTATS_DOC_D,
+    ZRC_CONF_AWSTATS_TOOLS_D,
+    ZRC_CONF_AWSTATS_BIN_D,
+    ZRC_CONF_AWSTATS_ETC_D,
+    ZRC_CONF_CATALINA_HOME,
+    ZRC_CONF_MAILMAN_VAR_D,
+    ZRC_CONF_MAILMAN_ROOT_D,
+    ZRC_CONF_PGSQL_DATA_D,
+    ZRC_CONF_PGSQL_BIN_D,
+    ZRC_CONF_MYSQL_BIN_D,
+    ZRC_CONF_MYSQL_VAR_D,
+    ZRC_CONF_LOGROTATE,
+    ZRC_CONF_WEB_STAT,
+    ZRC_CONF_DUMP_D,
+    ZRC_CONF_NAMED_RUN_ROOT_D,
+    ZRC_CONF_FTPD_CONF_INC,
+    ZRC_CONF_HTTPD_SERVICE,
+    ZRC_CONF_HTTPD_LOG_D,
+    ZRC_CONF_HTTPD_INCLUDE_D,
+    ZRC_CONF_HTTPD_CONF_D,
+    ZRC_CONF_HTTPD_VHOSTS_D,
+    ZRC_CONF_PRODUCT_ROOT_D,
+    ZRC_CONF_NAMED_OPTIONS_CONF,
+    ZRC_CONF_NAMED_ZONES_CONF,
+};
 
 // Loads the file. Returns 0 when it is loaded, now or earlier, and -1 with errno set when it
 // cannot be. Only a lack of memory for the table itself is reported by report_error, to both
@@ -19,11 +54,12 @@ int zrcConfInit();
 // The file's value of any name, which must not be null; null when there is none.
 const char* zrcConfGet(const char* name);
 
-// The file's value of variable 1 to 31, or null. Any other index is an assertion failure.
+// The file's value of a variable by its index, or null. An index other than 1 to 31 is an
+// assertion failure.
 const char* zrcConfGetByIndex(int index);
 
-// The file's value of variable 1 to 31, or its default; never null. Any other index is an
-// assertion failure.
+// The same, but the variable's default where the file has no value or cannot be read; never
+// null.
 const char* zrcConfGetDefaultByIndex(int index);
 
 // The same by name. A name that is not among the 31 is reported through report_error and gives

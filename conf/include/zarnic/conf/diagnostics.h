@@ -1,6 +1,8 @@
 // How the configuration module speaks: a replaceable message channel with a level, and an error
 // function that adds the system's own error text.
 //
+//   #include <syslog.h>                                    // LOG_MAIL
+//
 //   set_log_target("console", 12, LOG_MAIL, 0, "panel");   // hear the reader's messages too
 //   message_fn(12, "unable to open %s", path);
 //   report_error(0, 1, "no such variable: %s", name);      // 0: do not end the process
@@ -12,21 +14,25 @@
 
 #include <cstdarg>
 
+// A function that takes a level, a printf format and its arguments; the second takes the
+// arguments as a list.
 using message_function = void (*)(int level, const char* format, ...);
 using vmessage_function = void (*)(int level, const char* format, va_list arguments);
 
 // --- the channel: whoever reports calls through these two ---
 
-extern message_function message_fn;    // console_message at first
-extern vmessage_function vmessage_fn;  // vconsole_message at first
+// At first console_message and vconsole_message. The compiler checks formats and arguments.
+[[gnu::format(printf, 2, 3)]] extern message_function message_fn;
+[[gnu::format(printf, 2, 0)]] extern vmessage_function vmessage_fn;
 
 // --- settings ---
 
 extern int log_threshold;  // console messages of a level above it are dropped; 6 at first
 extern int log_facility;   // the system log's facility; LOG_MAIL at first
 
-// 1 at first; then 1 after a level of 1 or more, unless the target's name begins otherwise than
-// "console" (in any case), and else 0. Stored for others: no writer here reads it.
+// 1 at first. set_log_target sets it to 0 when the level is below 1, or when the target has a
+// name that does not begin with "console" (in any case), and to 1 otherwise. No writer here
+// reads it: it is kept for others.
 extern int log_to_console;
 
 // When set, its base name and ": " come before every error of report_error. Not copied: it must
@@ -55,7 +61,7 @@ void set_log_target(const char* target, int level, int facility, int options,
 // error and then to standard output, each with a line feed added if it does not end in one.
 // The addition is left out when message and addition together do not fit 4095 bytes; a longer
 // message is written whole. Ends the process with `exit_status` unless that is 0. The second
-// argument is not used. errno is as it was on return.
+// argument is not used. errno is left unchanged.
 //
 // Without memory for a long message, its first 4095 bytes are written; without any, "Can't
 // allocate memory for error message" is, and the process ends all the same when it is to.

@@ -34,7 +34,7 @@ struct conf_table {
 };
 
 // Makes sure that there is room for one more entry. Returns 0, or -1 with errno ENOMEM and the
-// entries as they were.
+// entries as they were; when the first allocation is refused, `size` is 0 afterwards.
 int conf_init_r(conf_table* pconf);
 
 // Reads a file into the table, over what it holds, and finalises it. Returns 0, or -1 with the

@@ -1,14 +1,14 @@
-// The library error family: the failures of the option and process libraries are TErrors,
-// except what checkedOutput and waitChild of the process library say about a child.
+// The library error family. Every failure of the option and process libraries is a TError, with
+// two exceptions: what checkedOutput (sys/output.h) and waitChild (sys/wait.h) say of a child.
 //
 //   try {
-//       ...
+//       parser.check();
 //   } catch (const zarnic::TError& error) {
-//       std::cout << error.message() << std::endl;
+//       std::puts(error.message().c_str());
 //   }
 //
-// Errors are thrown by value and caught by reference. The option errors stand with the class
-// that raises them (lib/opt), the argument-list errors likewise (lib/sys).
+// Errors are thrown by value and caught by reference. Option errors and argument-list errors
+// are declared with the class that raises them (opt/options.h, opt/parsing.h, sys/exec_args.h).
 
 #pragma once
 
@@ -25,20 +25,20 @@ class TError : public std::exception {
     // Throws std::bad_alloc when the message cannot be copied.
     explicit TError(const std::string& message);
 
-    // Shares the nested slot (count + 1) and copies the message.
+    // Copies the message and shares the nested slot. Copying may throw std::bad_alloc.
     TError(const TError&) = default;
     TError& operator=(const TError&) = default;
     ~TError() override = default;
 
-    // The message's own characters, up to a NUL byte if it holds one; valid as long as this
-    // error. Never composes anything.
+    // The message as a C string, which ends at the message's first NUL byte. Valid as long as
+    // this error.
     const char* what() const noexcept override;
 
-    // The message in its full length, NUL bytes included: an option name may be any bytes.
+    // The message in its full length, NUL bytes included. Valid as long as this error.
     const std::string& message() const noexcept { return message_; }
 
-    // The slot for an error that caused this one. Nothing in the libraries fills it; it is
-    // held shared so that the copies that a throw makes stay cheap.
+    // The slot for an error that caused this one; the copies of this error share it. Nothing in
+    // the libraries fills it.
     const SharedHandle<std::exception>& nested() const noexcept { return nested_; }
 
   private:
@@ -51,15 +51,15 @@ namespace sys {
 // Base of all process-library errors.
 class TSysErr : public TError {
   public:
-    // Throws std::bad_alloc, as TError.
+    // As TError. Throws std::bad_alloc.
     explicit TSysErr(const std::string& message);
 };
 
 // A failed system call: the message is the system's bare text for the error number.
 class TSysCallErr : public TSysErr {
   public:
-    // `errnoValue` is errno as it was right after the failing call; the caller takes it, by
-    // value, before anything else can change it. Throws std::bad_alloc.
+    // `errnoValue` is errno as the failing call left it. The caller copies it first thing after
+    // the call, since anything else may change it. Throws std::bad_alloc.
     explicit TSysCallErr(int errnoValue);
 
     // The error number given at construction.

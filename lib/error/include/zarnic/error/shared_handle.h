@@ -5,9 +5,9 @@
 //   b->field;                             // plain pointer access
 //   b.release();                          // count 1, before b's own end
 //
-// It is a raw pointer and a separately allocated plain `int`. Not std::shared_ptr: its count
-// may be atomic, which nobody needs here, since the libraries are single-threaded by design.
-// For the same reason a handle must never be shared between threads.
+// A handle is a raw pointer and a separately allocated plain `int`. Not std::shared_ptr: its
+// count may be atomic, which nobody needs here, since the libraries are single-threaded by
+// design. For the same reason a handle must never be shared between threads.
 
 #pragma once
 
@@ -29,6 +29,7 @@ class SharedHandle {
         static_cast<void>(guard.release());
     }
 
+    // Shares the object of `other`: one more on its count.
     SharedHandle(const SharedHandle& other) noexcept
         : object_(other.object_), count_(other.count_) {
         if (count_ != nullptr) {
@@ -36,13 +37,15 @@ class SharedHandle {
         }
     }
 
-    // By value: the copy is made before anything is given up, so self-assignment is safe.
+    // Gives up this handle's share and takes one of the object of `other`. Safe on itself: the
+    // parameter has its share before anything is given up.
     SharedHandle& operator=(SharedHandle other) noexcept {
         std::swap(object_, other.object_);
         std::swap(count_, other.count_);
         return *this;
     }
 
+    // Gives up this handle's share, as release().
     ~SharedHandle() { release(); }
 
     // Gives up this handle's share now instead of at its end; the last share deletes the
@@ -56,6 +59,8 @@ class SharedHandle {
         }
     }
 
+    // The object; null for a handle of null and after release(). The two operators need an
+    // object. A const handle gives access to a T that is not const, as a pointer does.
     T* get() const noexcept { return object_; }
     T& operator*() const noexcept { return *object_; }
     T* operator->() const noexcept { return object_; }

@@ -1,5 +1,5 @@
-// The errno error family: for code that checks a system call itself and wants its callers to
-// be able to single out an errno value by type.
+// The errno error family, for code that checks a system call itself. Callers can single out an
+// errno value by type.
 //
 //   try {
 //       ...
@@ -9,8 +9,8 @@
 //       ...   // any other errno: error.error()
 //   }
 //
-// It is deliberately apart from zarnic::TError, so that a handler for library errors does not
-// catch it: the command line program answers these with the single word "Error".
+// Deliberately no zarnic::TError: a handler for library errors does not catch it. The manager
+// answers these errors with the single word "Error".
 
 #pragma once
 
@@ -52,7 +52,7 @@ template <int N>
 requires SingledOutErrno<N>
 class ExSystemError : public SystemError {
   public:
-    // Throws std::bad_alloc, as SystemError.
+    // A SystemError of errno N. Throws std::bad_alloc.
     explicit ExSystemError(const std::string& message) : SystemError(message, N) {}
 };
 

@@ -7,9 +7,10 @@
 //   --name        a long option without a value (and so is --name=)
 //   --name=VALUE  a long option with a value; the value is everything after the first "="
 //   -abc          the short options a, b and c; short options never carry values
-//   anything else is a plain argument: there is no end-of-options marker, and "--" is plain.
-// A name is an ASCII letter or "_", then letters, "_" and "-"; digits never belong to one. Of
-// an option given twice, the last occurrence wins.
+//   anything else is a plain argument: "-", "--", "-a1", "-h-x", "--a1", "--a.b=1", "file"
+// There is no end-of-options marker: options after "--" are options. A long name is an ASCII
+// letter or "_", then letters, "_" and "-"; a short one is an ASCII letter or "_". Digits never
+// belong to a name. Of an option given twice, the last occurrence wins.
 
 #pragma once
 
@@ -38,15 +39,15 @@ class TOpts {
         const std::string* argument;  // the element of arguments() that gave it last
     };
 
-    // Letters ascend as signed characters on every machine, whatever its plain `char` is.
+    // Order of the short options: as signed characters, whatever a machine's plain `char` is.
     struct SignedOrder {
         bool operator()(char left, char right) const noexcept {
             return static_cast<signed char>(left) < static_cast<signed char>(right);
         }
     };
 
-    // Names ascend byte by byte, an empty one first. The first bytes mostly decide, and to look
-    // at them here saves a call for each comparison.
+    // Order of the long options: byte by byte, an empty name first. Mostly the first bytes
+    // decide; looking at them here saves a call for each comparison.
     struct ByteOrder {
         bool operator()(const std::string& left, const std::string& right) const noexcept {
             const auto first = static_cast<unsigned char>(left[0]);
@@ -55,6 +56,7 @@ class TOpts {
         }
     };
 
+    // The options that were given, by letter and by name.
     using ShortTable = std::map<char, ShortEntry, SignedOrder>;
     using LongTable = std::map<std::string, LongEntry, ByteOrder>;
 
@@ -69,8 +71,8 @@ class TOpts {
     // The same for a null-terminated argv without a count. Throws std::bad_alloc.
     explicit TOpts(const char* const* argv);
 
-    // argv[0], empty when there was none. What this and the queries below refer to lives as
-    // long as the last handle.
+    // argv[0], empty when there was none. Valid, as everything that the queries below return,
+    // as long as a handle on this command line.
     const std::string& programName() const noexcept;
 
     // Every argument after the program name, options included, in command-line order.
@@ -103,6 +105,7 @@ class TOpts {
 // Base of the errors about one command line, of which it keeps a handle.
 class TOpts::TOptsError : public TError {
   public:
+    // Shares `options`. Throws std::bad_alloc.
     TOptsError(const std::string& message, const TOpts& options);
 
     // The command line concerned; alive at least as long as this error.
@@ -115,6 +118,7 @@ class TOpts::TOptsError : public TError {
 // An index that names no argument: "Wrong index (index = 5)".
 class TOpts::TOutOfRange : public TOptsError {
   public:
+    // Composes the message. Throws std::bad_alloc.
     TOutOfRange(const TOpts& options, std::uint64_t index);
 
     // The offending index.

@@ -10,9 +10,14 @@
 //   }
 //   parser.check();                               // an option that nobody asked for throws
 //
-// In the manner of stream state bits with an exception mask, a query never throws a parsing
-// error: it leaves a state and a pending check behind, and the check runs when the query's
-// result is released. Whichever result is released first checks the latest query.
+// A query never throws a parsing error. It leaves a state and a pending check behind, like a
+// stream with state bits and an exception mask, and the check runs when the query's result is
+// released. Whichever result is released first checks the latest query.
+//
+// So a result's destructor may throw. Do not hold one in a class or a container: their own
+// destructors are noexcept, and the program would end. Do not keep a reference to a chained
+// query either, as in `const auto& r = parser.lopt("file", req_arg) >> file;`: the result that
+// it refers to is released at the semicolon.
 
 #pragma once
 
@@ -42,6 +47,7 @@ class TOParsing {
     static constexpr std::uint64_t unknbit = 2;
     static constexpr std::uint64_t badbit = 4;
 
+    // What a query returns, and what its release or check() may throw.
     class TResult;
     class TPError;
     class TNoSOpt;
@@ -112,6 +118,7 @@ class TOParsing {
 // The answer to one query. Its end, or that of the full expression, runs the pending check.
 class TOParsing::TResult {
   public:
+    // Neither copied nor assigned: the check belongs to one release.
     TResult(const TResult&) = delete;
     TResult& operator=(const TResult&) = delete;
 
@@ -146,13 +153,17 @@ class TOParsing::TResult {
 // Base of the parser's errors.
 class TOParsing::TPError : public TError {
   public:
+    // As TError.
     using TError::TError;
 };
 
 // A required short option is missing: "Requires short option '-x'".
 class TOParsing::TNoSOpt : public TPError {
   public:
+    // Composes the message. Throws std::bad_alloc.
     explicit TNoSOpt(char letter);
+
+    // The letter that was asked for.
     char letter() const noexcept { return letter_; }
 
   private:
@@ -162,18 +173,24 @@ class TOParsing::TNoSOpt : public TPError {
 // A required long option is missing: "Requires long option '--file'".
 class TOParsing::TNoLOpt : public TPError {
   public:
+    // Composes the message. Throws std::bad_alloc.
     explicit TNoLOpt(const std::string& name);
+
+    // The name that was asked for.
     const std::string& name() const noexcept { return name_; }
 
   private:
     std::string name_;
 };
 
-// A long option's value does not suit: "Incorrect long option '--file'". This error and the
-// two below refer to an entry of the command line and hold it alive.
+// A long option's value does not suit: "Incorrect long option '--file'".
 class TOParsing::TBadLOpt : public TPError {
   public:
+    // Composes the message and shares `options`, which `entry` belongs to. Throws
+    // std::bad_alloc.
     TBadLOpt(const TOpts& options, const TOpts::LongEntry& entry);
+
+    // The entry concerned. Valid as long as this error.
     const TOpts::LongEntry& entry() const noexcept { return entry_; }
 
   private:
@@ -184,7 +201,11 @@ class TOParsing::TBadLOpt : public TPError {
 // A short option that nobody claimed: "Unknown option '-x'".
 class TOParsing::TUnknSOpt : public TPError {
   public:
+    // Composes the message and shares `options`, which `entry` belongs to. Throws
+    // std::bad_alloc.
     TUnknSOpt(const TOpts& options, const TOpts::ShortEntry& entry);
+
+    // The entry concerned. Valid as long as this error.
     const TOpts::ShortEntry& entry() const noexcept { return entry_; }
 
   private:
@@ -195,7 +216,11 @@ class TOParsing::TUnknSOpt : public TPError {
 // A long option that nobody claimed: "Unknown option '--foo'".
 class TOParsing::TUnknLOpt : public TPError {
   public:
+    // Composes the message and shares `options`, which `entry` belongs to. Throws
+    // std::bad_alloc.
     TUnknLOpt(const TOpts& options, const TOpts::LongEntry& entry);
+
+    // The entry concerned. Valid as long as this error.
     const TOpts::LongEntry& entry() const noexcept { return entry_; }
 
   private:

@@ -41,9 +41,11 @@ struct TExecResult {
 // runner may be run again; a run changes only what its preparer changes.
 class TExec : public TAttachments<TExec> {
   public:
+    // The hooks of a run and their holder (prepare.h).
     using TPrepare = sys::TPrepare;
     using Preparer = sys::Preparer;
 
+    // The mode bits, and the default mode: all three.
     static constexpr std::uint64_t fork_mode = sys::fork_mode;
     static constexpr std::uint64_t wait_mode = sys::wait_mode;
     static constexpr std::uint64_t path_mode = sys::path_mode;

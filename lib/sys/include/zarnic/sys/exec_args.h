@@ -17,16 +17,19 @@
 
 namespace zarnic::sys {
 
+// A copyable handle on one argument list. Copies share the elements, copy-on-write.
 class TEArgs {
   public:
     // The most elements that a list may hold, the program path included.
     static constexpr std::size_t max_size = 100;
 
+    // What the operations below throw.
     class TEArgsError;
     class TOverflow;
     class TOutOfRange;
 
-    // An empty list with room for 10 elements.
+    // An empty list with room for 10 elements. Throws std::bad_alloc, as every operation that
+    // adds does.
     TEArgs();
 
     // Appends one element; calls are chained in argv order. Throws TOverflow when the list is
@@ -65,6 +68,7 @@ extern const TEArgs el;
 // Base of the errors about one list, of which it keeps a shared copy.
 class TEArgs::TEArgsError : public TSysErr {
   public:
+    // Shares the elements of `args`. Throws std::bad_alloc.
     TEArgsError(const std::string& message, const TEArgs& args);
 
     // The list concerned, as it was when the error was raised.
@@ -77,12 +81,15 @@ class TEArgs::TEArgsError : public TSysErr {
 // The list would become longer than max_size. The counts are in the message.
 class TEArgs::TOverflow : public TEArgsError {
   public:
+    // Composes the message from the list's size and `added`, the number of elements that were
+    // refused. Throws std::bad_alloc.
     TOverflow(const TEArgs& args, std::size_t added);
 };
 
 // An index that names no element: "Wrong index (index = 7)".
 class TEArgs::TOutOfRange : public TEArgsError {
   public:
+    // Composes the message. Throws std::bad_alloc.
     TOutOfRange(const TEArgs& args, std::size_t index);
 
     // The offending index.

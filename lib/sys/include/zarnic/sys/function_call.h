@@ -15,6 +15,7 @@ namespace zarnic::sys {
 template <class F>
 class TFnCall : public TExec::TPrepare {
   public:
+    // Copies the function, and throws what its copying throws.
     explicit TFnCall(const F& function) : function_(function) {}
 
     // Clears the runner's wait bit, for good: the function runs on as a detached child.

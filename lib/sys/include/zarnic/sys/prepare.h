@@ -23,6 +23,7 @@ class TExec;
 // process in which the hook runs, which for inChild is the child's copy of the caller.
 class TPrepare {
   public:
+    // Deleted through this class by the handles that share it.
     TPrepare() = default;
     TPrepare(const TPrepare&) = default;
     TPrepare& operator=(const TPrepare&) = default;
