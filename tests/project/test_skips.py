@@ -32,7 +32,7 @@ def test_the_reasons_are_shown_at_the_end_of_a_test_run(tmp_path):
         "set_tests_properties(it PROPERTIES SKIP_RETURN_CODE 77)\n")
     custom = (BUILD / "CTestCustom.cmake").read_text()
     assert str(BUILD) in custom  # not the folder it is run in: with a preset that is another
-    (tmp_path / "CTestCustom.cmake").write_text(custom.replace(f'"{BUILD}', f'"{tmp_path}'))
+    (tmp_path / "CTestCustom.cmake").write_text(custom.replace(str(BUILD), str(tmp_path)))
     run = subprocess.run(["ctest", "--test-dir", tmp_path], capture_output=True, text=True,
                          check=True)
     assert "it (Skipped)" in run.stdout
