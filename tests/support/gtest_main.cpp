@@ -1,6 +1,6 @@
-// The main of every GoogleTest program here. It shows the reason of each skip at the end, where
-// it is read. A skip makes ctest list the program as skipped, and fails it with
-// AVMANAGER_FORBID_SKIPS set.
+// The main of every GoogleTest program here. At the end, where it is read, it shows the reason
+// of each skip, and the command that runs each failed test again alone. A skip makes ctest list
+// the program as skipped, and fails it with AVMANAGER_FORBID_SKIPS set.
 
 #include <gtest/gtest.h>
 
@@ -11,39 +11,68 @@
 
 namespace {
 
-class SkipReporter : public testing::EmptyTestEventListener {
+// A text as one word of a shell's command.
+std::string quoted(const std::string& text) {
+    std::string result = "'";
+    for (const char c : text) {
+        result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return result + "'";
+}
+
+// What stands before the program in the command: tests/support/private_root, where it ran in
+// one, and the build folder when that lies outside the project.
+std::string launcher() {
+    const char* const root = std::getenv("AVMANAGER_PRIVATE_ROOT");
+    const char* const build = std::getenv("AVMANAGER_BUILD");
+    if (root == nullptr) {
+        return "";
+    }
+    return (build == nullptr ? "" : "AVMANAGER_BUILD=" + quoted(build) + " ") + quoted(root) +
+           " ";
+}
+
+class Reporter : public testing::EmptyTestEventListener {
   public:
+    explicit Reporter(const std::string& program) : command_(launcher() + quoted(program)) {}
+
     void OnTestEnd(const testing::TestInfo& info) override {
+        const std::string name = std::string(info.test_suite_name()) + "." + info.name();
         if (info.result()->Skipped()) {
-            skipped_.push_back(std::string(info.test_suite_name()) + "." + info.name() + ": " +
-                               info.result()->GetTestPartResult(0).message());
+            lines_.push_back("SKIPPED " + name + ": " +
+                             info.result()->GetTestPartResult(0).message());
+            skipped_ = true;
+        } else if (info.result()->Failed()) {
+            lines_.push_back("Alone: " + command_ + " --gtest_filter=" + quoted(name));
         }
     }
 
     void OnTestProgramEnd(const testing::UnitTest& /*tests*/) override {
-        for (const std::string& skip : skipped_) {
-            std::printf("SKIPPED %s\n", skip.c_str());
+        for (const std::string& line : lines_) {
+            std::printf("%s\n", line.c_str());
         }
     }
 
-    bool any() const { return !skipped_.empty(); }
+    bool skipped() const { return skipped_; }
 
   private:
-    std::vector<std::string> skipped_;
+    std::string command_;
+    std::vector<std::string> lines_;
+    bool skipped_ = false;
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
-    auto* const reporter = new SkipReporter;  // owned by GoogleTest
+    auto* const reporter = new Reporter(argv[0]);  // owned by GoogleTest
     testing::UnitTest::GetInstance()->listeners().Append(reporter);
     const int result = RUN_ALL_TESTS();
     if (testing::UnitTest::GetInstance()->test_to_run_count() == 0) {
         std::printf("no test ran\n");
         return 1;
     }
-    if (result != 0 || !reporter->any()) {
+    if (result != 0 || !reporter->skipped()) {
         return result;
     }
     const bool forbidden = std::getenv("AVMANAGER_FORBID_SKIPS") != nullptr;
