@@ -82,8 +82,7 @@ void pipelineOurs(benchmark::State& state) {
     for (auto _ : state) {
         std::string text;
         zarnic::sys::checkedOutput(text, pipeline);
-        while (::waitpid(-1, nullptr, 0) > 0) {
-        }
+        while (::waitpid(-1, nullptr, 0) > 0) {}
         // The first pipe is given up before the capture's is made, which gets its numbers.
         ::close(leftOpen);
         if (text.size() != 1024) {

@@ -86,8 +86,7 @@ class Streams {
 
     void drain() const {
         char rest[4096];
-        while (::read(ends_[0], rest, sizeof rest) > 0) {
-        }
+        while (::read(ends_[0], rest, sizeof rest) > 0) {}
     }
 
   private:
@@ -121,8 +120,7 @@ Sample measure(const Command& command, const Streams& streams) {
 
 // What a command left running ends before the next one is measured.
 void settle(const Streams& streams) {
-    while (::waitpid(-1, nullptr, 0) > 0) {
-    }
+    while (::waitpid(-1, nullptr, 0) > 0) {}
     streams.drain();
 }
 

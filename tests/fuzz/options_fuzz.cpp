@@ -152,8 +152,7 @@ class Session {
         try {
             const std::unique_ptr<TOParsing::TResult> result(takeHeld(at));
             throw std::logic_error("another");
-        } catch (const std::logic_error&) {
-        }
+        } catch (const std::logic_error&) {}
     }
 
     std::unique_ptr<TOParsing> parser_;

@@ -76,8 +76,7 @@ Captured inChild(const std::function<void()>& body, int seconds) {
         runChild(body, out, err, seconds);
     }
     Captured captured{};
-    while (::waitpid(pid, &captured.status, 0) < 0) {
-    }
+    while (::waitpid(pid, &captured.status, 0) < 0) {}
     captured.out = readWhole(out);
     captured.err = readWhole(err);
     return captured;

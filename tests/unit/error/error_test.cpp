@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <concepts>
 #include <cstring>
 #include <exception>
 #include <string>
@@ -19,13 +20,11 @@ using zarnic::TError;
 using zarnic::sys::TSysCallErr;
 using zarnic::sys::TSysErr;
 
-template <class Derived, class Base>
-constexpr bool is_a = std::is_base_of_v<Base, Derived>&& std::is_convertible_v<Derived*, Base*>;
-
-static_assert(is_a<TError, std::exception>);
-static_assert(is_a<TSysErr, TError>);
-static_assert(is_a<TSysCallErr, TSysErr>);
-static_assert(!is_a<TError, std::runtime_error> && !is_a<TError, zarnic::SystemError>);
+static_assert(std::derived_from<TError, std::exception>);
+static_assert(std::derived_from<TSysErr, TError>);
+static_assert(std::derived_from<TSysCallErr, TSysErr>);
+static_assert(!std::derived_from<TError, std::runtime_error>);
+static_assert(!std::derived_from<TError, zarnic::SystemError>);
 static_assert(std::has_virtual_destructor_v<TError>);
 static_assert(sizeof(TSysErr) == sizeof(TError), "a process-library base without own fields");
 static_assert(std::is_constructible_v<TError, const std::string&>);

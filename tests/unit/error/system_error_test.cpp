@@ -28,9 +28,7 @@ static_assert(noexcept(std::declval<const SystemError&>().what()));
 static_assert(std::is_same_v<decltype(throw_system_error), void(const std::string&, int)>);
 
 template <int N>
-concept HasClass = requires {
-    typename ExSystemError<N>;
-};
+concept HasClass = std::is_class_v<ExSystemError<N>>;
 
 // How many of the numbers from -49 to 200 have a class of their own.
 template <int... N>

@@ -188,8 +188,7 @@ std::string knownAfter(const Preambled& command) {
     try {
         command.handler(parserOf(command.arguments));
     } catch (const TUError&) {
-    } catch (const TOParsing::TPError&) {
-    }
+    } catch (const TOParsing::TPError&) {}
     test::writeFile(panel_file, "SITE second\n");
     return text(zrcConfGet("SITE"));
 }

@@ -61,9 +61,7 @@ TEST_F(AfterFork, ItBecomesTheProgram) {
 }
 
 TEST_F(AfterFork, WithSearchABareNameIsFoundThroughPath) {
-    const test::Captured captured = test::inChild([] {
-        execProgram(listOf({"echo", "found"}), true);
-    });
+    const auto captured = test::inChild([] { execProgram(listOf({"echo", "found"}), true); });
     EXPECT_EQ(captured.out, "found\n");
 }
 

@@ -129,9 +129,8 @@ TEST_F(Attachments, ADescriptorCopiedAfterTheFileGoesToTheFileToo) {
 }
 
 TEST_F(Attachments, ADescriptorCopiedBeforeTheFileStaysWhereOutputWas) {
-    const test::Captured captured = test::inChild([&] {
-        runOnce(probe({"both", "out", "err"}).redirect(2, 1).toFile(dir / "f"));
-    });
+    TExec both = probe({"both", "out", "err"}).redirect(2, 1).toFile(dir / "f");
+    const test::Captured captured = test::inChild([&] { runOnce(both); });
     EXPECT_EQ(readFile(dir / "f"), "out\n");
     EXPECT_EQ(captured.out, "err\n");
     EXPECT_EQ(captured.err, "");

@@ -174,10 +174,8 @@ TEST_F(OutputFailures, AFailingForkIsThrownAndNothingIsChanged) {
         const test::NoNewProcesses limit;
         std::string out = "as it was";
         int status = 4711;
-        EXPECT_EQ(test::thrownErrno([&] {
-                      readOutput(out, status, probe({"exit", "0"}));
-                  }),
-                  EAGAIN);
+        const TExec exec = probe({"exit", "0"});
+        EXPECT_EQ(test::thrownErrno([&] { readOutput(out, status, exec); }), EAGAIN);
         EXPECT_EQ(out, "as it was");
         EXPECT_EQ(status, 4711);
     });

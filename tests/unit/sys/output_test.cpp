@@ -78,9 +78,8 @@ TEST_F(Output, EarlierContentIsReplaced) {
 }
 
 TEST_F(Output, StandardErrorIsNotCaptured) {
-    const test::Captured child = test::inChild([] {
-        std::cout << captured(probe({"both", "out", "err"}));
-    });
+    const TExec both = probe({"both", "out", "err"});
+    const test::Captured child = test::inChild([&] { std::cout << captured(both); });
     EXPECT_EQ(child.out, "out\n");
     EXPECT_EQ(child.err, "err\n");
 }

@@ -77,7 +77,7 @@ TEST_P(PreparersFiles, ANewFilesModeIs0664LessTheUmaskForEveryUmask) {
                 ::unlink((dir / "f").c_str());
                 ::umask(mask);
                 writer(GetParam(), dir / "f", append)->inChild(exec);
-                struct stat status {};
+                struct stat status = {};
                 ASSERT_EQ(::stat((dir / "f").c_str(), &status), 0);
                 ASSERT_EQ(status.st_mode & 07777U, 0664U & ~mask);
             }
@@ -90,7 +90,7 @@ TEST_P(PreparersFiles, AnExistingFileKeepsItsMode) {
     test::writeFile(dir / "f", "");
     ::chmod((dir / "f").c_str(), 0600);
     runOnce(probe({"args", "new"}).with(toFile()));
-    struct stat status {};
+    struct stat status = {};
     ASSERT_EQ(::stat((dir / "f").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
 }

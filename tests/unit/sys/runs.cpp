@@ -194,7 +194,7 @@ Interrupts::Interrupts() {
         std::abort();
     }
     interrupted = static_cast<int*>(shared);
-    struct sigaction action {};
+    struct sigaction action = {};
     action.sa_handler = countInterrupt;
     ::sigaction(SIGUSR1, &action, nullptr);
 }
