@@ -81,14 +81,17 @@ TEST(RefusedError, AssignmentThatIsRefusedLeavesTheMessage) {
     });
 }
 
+// Some C libraries ask for memory in strerror and do without when they get none. So not every
+// refusal is felt, but what is made is whole.
 TEST(RefusedError, SystemCallErrorKeepsItsNumber) {
     forEveryRefusal([](Attempt& attempt) {
-        const bool refused = attempt.run([] {
+        bool made = false;
+        const bool refused = attempt.run([&] {
             const zarnic::sys::TSysCallErr error(ENOENT);
-            EXPECT_EQ(error.error(), ENOENT);
-            EXPECT_EQ(error.message(), "No such file or directory");
+            made = error.error() == ENOENT && error.message() == "No such file or directory";
         });
-        EXPECT_EQ(refused, attempt.refused());
+        EXPECT_NE(made, refused);
+        EXPECT_TRUE(made || attempt.refused());
     });
 }
 
@@ -114,7 +117,8 @@ TEST(RefusedSystemError, WhatIsTheBareMessageWhileRefusedAndWholeLater) {
             attempt.run([&] { length = std::char_traits<char>::length(error.what()); });
         const std::string whole = long_text + ": No child processes";
         EXPECT_FALSE(refused) << "what() never throws";
-        EXPECT_EQ(length, attempt.refused() ? long_text.size() : whole.size());
+        const bool bare = length == long_text.size();
+        EXPECT_TRUE(length == whole.size() || (bare && attempt.refused())) << length;
         EXPECT_EQ(error.what(), whole);
     });
 }
