@@ -8,9 +8,11 @@ one's calls are not ours to count.
 import os
 import re
 import subprocess
+from itertools import groupby
 from pathlib import Path
 
 PROGRAM = os.environ["AVMANAGER"]
+EMPTY = os.environ["EMPTY_PROGRAM"]
 FORKS = {"fork", "vfork", "clone", "clone3"}
 LINE = re.compile(r"(?P<pid>\d+) +(?P<name>\w+)\((?P<rest>.*)")
 RESUMED = re.compile(r"(?P<pid>\d+) +<\.\.\. (?P<name>\w+) resumed>(?P<rest>.*)")
@@ -29,7 +31,9 @@ def parse(log):
             continue
         results = RESULT.findall(found["rest"])
         value = results[-1] if results else "?"
-        yield int(found["pid"]), found["name"], None if value == "?" else int(value)
+        # Some C libraries ask for the status of a descriptor as for that of an empty path.
+        name = "fstat" if "AT_EMPTY_PATH" in found["rest"] else found["name"]
+        yield int(found["pid"]), name, None if value == "?" else int(value)
 
 
 def by_process(log):
@@ -55,8 +59,8 @@ def by_process(log):
     return {name(pid): calls for pid, calls in lists.items()}
 
 
-def trace(directory, arguments, environment):
-    """Runs the program to its end and that of all its processes; returns (lists, status).
+def trace(directory, arguments, environment, program=PROGRAM):
+    """Runs a program to its end and that of all its processes; returns (lists, status).
 
     A pause is listed and over at once: strace answers for the kernel.
     """
@@ -64,18 +68,31 @@ def trace(directory, arguments, environment):
     with open(Path(directory) / "out", "wb") as out:
         run = subprocess.run(
             ["strace", "-f", "-qq", "-e", "signal=none", "-e", "inject=clock_nanosleep:retval=0",
-             "-o", log, PROGRAM, *arguments],
+             "-o", log, program, *arguments],
             env=environment, stdin=subprocess.DEVNULL, stdout=out, stderr=subprocess.DEVNULL,
             timeout=30, check=False)
     return by_process(log.read_text()), run.returncode
 
 
-def folded(calls):
-    """A list as text, the form in which budgets are kept: repeated calls as `name*3`."""
-    words = []
-    for call in calls:
-        if words and words[-1][0] == call:
-            words[-1][1] += 1
-        else:
-            words.append([call, 1])
-    return " ".join(name if count == 1 else f"{name}*{count}" for name, count in words)
+def of_the_c_library(directory):
+    """The calls that are not the program's own, by the word that stands for them in a budget."""
+    nothing = trace(directory, [], {}, EMPTY)[0]["manager"]
+    fork = trace(directory, ["fork"], {}, EMPTY)[0]
+    assert nothing[-1] == "exit_group"
+    start = nothing[:-1]
+    return {"START": start, "FORK": fork["manager"][len(start):-1],
+            "FORKED": fork["manager.1"][:-1]}
+
+
+def folded(calls, words):
+    """A list as text, the form in which budgets are kept: the C library's calls as one word, and
+    repeated ones as `name*3`."""
+    names, at = [], 0
+    while at < len(calls):
+        # START and FORKED are what a process begins with.
+        known = [word for word, those in words.items() if calls[at:at + len(those)] == those
+                 and (word == "FORK" or at == 0)]
+        names.append(known[0] if known else calls[at])
+        at += len(words[known[0]]) if known else 1
+    return " ".join(name if count == 1 else f"{name}*{count}"
+                    for name, count in ((name, len(list(same))) for name, same in groupby(names)))
