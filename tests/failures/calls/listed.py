@@ -6,7 +6,7 @@ start are read from there."""
 import os
 
 from document import GENERATIONS, SYSTEM_TEXT, daemon_statuses, has_line
-from errors import ERRORS
+from failures import ERRORS
 
 ERROR_NUMBERS = sorted({number for numbers in ERRORS.values() for number in numbers})
 SYSTEM_TEXTS = {os.strerror(number) for number in ERROR_NUMBERS}

@@ -12,8 +12,8 @@ import sys
 
 import listed
 import world
-from errors import DECISIVE, failures
-from harm import harm, unfailed
+from failures import DECISIVE, failures
+from compare import harm, unfailed
 from model import expected
 from observe import MODELLED, run
 from scenarios import SCENARIOS

@@ -15,7 +15,7 @@ from pathlib import Path
 import pytest
 
 import world
-from errors import failures
+from failures import failures
 from observe import run
 from scenarios import SCENARIOS
 
