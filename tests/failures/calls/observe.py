@@ -38,7 +38,7 @@ class Observation:
 
 
 def readable(subject):
-    return unquote_to_bytes(subject).decode(errors="replace")
+    return unquote_to_bytes(subject).decode("latin-1")
 
 
 def parse(log):
@@ -109,7 +109,7 @@ def run(scenario, server, failure=None):
     server.settle(("server", signal.SIGTERM, 0) in signals(calls, pid))
     files, errors = files_of(scenario, pid)
     outcome = Outcome(ends=ends, calls=modelled(calls, ends),
-                      lines=sorted(world.OUT.read_text().splitlines()),
+                      lines=sorted(world.text_of(world.OUT).splitlines()),
                       errors=errors, files=files, signals=signals(calls, pid))
     return Observation(outcome, calls, *before, standard_error(calls),
                        os.waitstatus_to_exitcode(status))

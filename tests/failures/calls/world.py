@@ -119,13 +119,24 @@ def make_files(scenario, server):
     write(PANEL, panel_text(scenario))
 
 
+def text_of(path):
+    """A file byte for byte: each is a character."""
+    return path.read_bytes().decode("latin-1")
+
+
 def snapshot():
-    """Every file below /tmp and beside the panel configuration, byte for byte, but those that the
-    test itself keeps: a file of a name that nobody thought of is seen, too."""
-    own = {ROOT / "path", OUT, ERR, LOG}
-    files = [path for folder in (OUT.parent, PANEL.parent) for path in folder.rglob("*")
-             if own.isdisjoint((path, path.parent)) and path.is_file()]
-    return {str(path): path.read_text() for path in sorted(files)}
+    """Every file below /tmp and beside the panel configuration, but those that the test itself
+    keeps: a file of a name that nobody thought of is seen, too. A clone or a build below /tmp is
+    a mount of its own and no part of this world."""
+    found = []
+    for top in (OUT.parent, PANEL.parent):
+        for folder, folders, names in os.walk(top):
+            inside = [Path(folder, name) for name in folders]
+            folders[:] = [path.name for path in inside
+                          if path != ROOT / "path" and not path.is_mount()]
+            found += [Path(folder, name) for name in names]
+    return {str(path): text_of(path) for path in sorted(found)
+            if path not in (OUT, ERR, LOG) and path.is_file()}
 
 
 class Server:
