@@ -1,9 +1,9 @@
-"""The commands of the model: what each does with the host of a scenario."""
+"""The expected outcome: what each command does with the host of a scenario, step by step."""
 
-import world
-from machine import UserError
-from model import HUP, PROBE, TERM
-from world import ROOT
+from machine import MANAGER, Process, UserError
+from model import HUP, PROBE, TERM, Model
+from observe import Outcome, once
+from scenarios import ROOT, TEXTS
 
 
 def preamble(model, process):
@@ -84,7 +84,7 @@ def restart_service(model, process):
 def config_file_content(model, process):
     preamble(model, process)
     if model.found(process, f"{ROOT}/source", "source"):
-        model.run(process, "cat", model.cat_of(world.TEXTS["source"]))
+        model.run(process, "cat", model.cat_of(TEXTS["source"]))
     return 0
 
 
@@ -113,3 +113,14 @@ COMMANDS = {
     "config-file-content": config_file_content,
     "save-to-config-file": save_to_config_file,
 }
+
+
+def expected(scenario, failure=None):
+    """The outcome of the scenario with that failure."""
+    model = Model(scenario, failure)
+    program = Process("1", MANAGER)
+    model.calls["1"] = []
+    model.end(program, lambda process: COMMANDS[scenario.command](model, process))
+    lines = sorted("".join(model.texts).splitlines())
+    calls = {process: once(made) for process, made in model.calls.items()}
+    return Outcome(model.ends, calls, lines, model.errors, model.left(), model.signals)

@@ -1,11 +1,12 @@
-"""What no failure may bring about, whichever call it is of. Said without the model's steps, so that
-it also holds where the model does not say the outcome: when memory is used up."""
+"""What is wrong with one run, and what a failure came to."""
 
+import dataclasses
 from collections import Counter
 from dataclasses import dataclass
 
-from model import expected
-from observe import Observation
+from commands import expected
+from listed import unlisted
+from observe import MODELLED, Observation
 
 
 @dataclass(frozen=True)
@@ -24,14 +25,28 @@ def unfailed(scenario, seen, failures):
     return Unfailed(seen, frozenset(single | {seen.outcome.errors, seen.errors_before}))
 
 
+def difference(got, wanted):
+    """The fields in which two outcomes differ, in words; empty when they do not."""
+    found = []
+    for field in dataclasses.fields(got):
+        one, other = getattr(got, field.name), getattr(wanted, field.name)
+        if isinstance(one, dict):
+            found += [f"{field.name} {key}: {one.get(key)!r}, not {other.get(key)!r}"
+                      for key in sorted(set(one) | set(other)) if one.get(key) != other.get(key)]
+        elif one != other:
+            found.append(f"{field.name}: {one!r}, not {other!r}")
+    return found
+
+
 def addressed(outcome):
     """How often each process was sent each signal, whether it came or not."""
     return Counter((pid, number) for pid, number, _ in outcome.signals)
 
 
 def harm(seen, base):
-    """A failure leaves things undone. It signals nobody whom the run without it does not signal,
-    and every file is as before or as that run leaves it."""
+    """What no failure may bring about, whichever call it is of. Said without the model, so that it
+    also holds when memory is used up. A failure leaves things undone: it signals nobody whom the
+    run without it does not signal, and every file is as before or as that run leaves it."""
     after, got = base.seen.outcome, seen.outcome
     found = [f"harm: signal {number} to {pid}"
              for pid, number in (addressed(got) - addressed(after)).elements()]
@@ -41,3 +56,55 @@ def harm(seen, base):
     if got.errors not in base.errors:
         found.append(f"harm: the errors file is {got.errors!r}")
     return found
+
+
+def memory_before_main(failure, seen):
+    """The named exceptions: memory refused before main or on creating the parser may end the
+    program by a signal or with 127, after a word of the C library on standard error. The C
+    library may also come to that end later: refused the brk that aligns its heap, it stops at
+    the next growth."""
+    for call in seen.calls:
+        if call.name in MODELLED and call.name != "write":
+            return False
+        if call.chosen:
+            break
+    return (failure.call in ("brk", "mmap", "mprotect", "memory")
+            and seen.outcome.ends["1"] in ("exited 127", "died 6", "died 11"))
+
+
+def violations(scenario, failure, seen, base):
+    """What is wrong with one run, in words. An end before main is excused for the invoking
+    process alone, and excuses no harm."""
+    found = harm(seen, base)
+    excused = failure and memory_before_main(failure, seen)
+    found += [f"not listed: {text}" for text in unlisted(
+        scenario, others(seen.outcome) if excused else seen.outcome)]
+    if excused:
+        return found
+    found += [f"standard error of ours: {seen.err!r}"] if seen.err else []
+    if failure and not any(call.chosen for call in seen.calls):
+        found.append("the call was never made")
+    if failure is None or failure.call != "memory":
+        found += difference(seen.outcome, expected(scenario, failure))
+    return found
+
+
+def others(outcome):
+    """The outcome without the end of the invoking process."""
+    ends = {process: end for process, end in outcome.ends.items() if process != "1"}
+    return dataclasses.replace(outcome, ends=ends)
+
+
+def kind(failure, seen, base):
+    """What a failure came to."""
+    outcome = seen.outcome
+    if memory_before_main(failure, seen):
+        return "memory before main"
+    if dataclasses.replace(outcome, calls=base.calls) == base:
+        return "as without"
+    if set(outcome.lines) - set(base.lines):
+        return "a line"
+    if any(end not in ("exited 0", base.ends.get(process)) and end.startswith("exited")
+           for process, end in outcome.ends.items()):
+        return "a status"
+    return "less done"

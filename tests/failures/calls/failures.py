@@ -40,9 +40,6 @@ CANNOT_FAIL = {
     "rt_sigprocmask", "set_tid_address", "sysinfo",
 }
 
-# The quick selection has all of these and the first reads; of the others every n-th.
-DECISIVE = {"execve", "fork", "kill", "pipe", "wait"}
-
 
 @dataclass(frozen=True)
 class Failure:

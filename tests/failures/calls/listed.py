@@ -4,9 +4,54 @@ could look up. docs/messages.md must have every line for its command, and the st
 start are read from there."""
 
 import os
+import re
+from pathlib import Path
 
-from document import GENERATIONS, SYSTEM_TEXT, daemon_statuses, has_line
 from failures import ERRORS
+from scenarios import SERVICE_SAYS, TEXTS
+
+DOCS = Path(__file__).resolve().parents[3] / "docs"
+SYSTEM_TEXT = "the system's text for the error number"
+
+# The processes of a daemon start, each the child of the one before.
+GENERATIONS = ("the invoking process", "the session leader", "the detached process",
+               "the service process", "the service process's own children")
+
+
+def cells(line):
+    return [cell.strip() for cell in line.strip().strip("|").split("|")]
+
+
+def rows(document):
+    """Every row of every table of a document, by the headings of its columns."""
+    found, headings = [], None
+    for line in (DOCS / document).read_text("utf-8").splitlines():
+        if not line.startswith("|"):
+            headings = None
+        elif headings is None:
+            headings = cells(line)
+        elif not set(line) <= set("|-: "):
+            found.append(dict(zip(headings, cells(line), strict=True)))
+    return found
+
+
+def has_line(command, text):
+    """Whether a row has that text and, where its table tells commands apart, that command."""
+    return any(row.get("Text") == text and f"`{command}`" in row.get("Command", f"`{command}`")
+               for row in rows("messages.md"))
+
+
+def daemon_statuses(error_numbers):
+    """The exit statuses in a daemon start, a set for each of GENERATIONS: empty, so that none is
+    right, when the document does not have it."""
+    cell_of = {row["Process"]: row["Status"] for row in rows("messages.md") if "Process" in row}
+    return [numbers_in(cell_of.get(process, ""), error_numbers) for process in GENERATIONS]
+
+
+def numbers_in(cell, error_numbers):
+    numbers = {int(number) for number in re.findall(r"\b\d+\b", cell)}
+    return numbers | (set(error_numbers) if "the error number" in cell else set())
+
 
 ERROR_NUMBERS = sorted({number for numbers in ERRORS.values() for number in numbers})
 SYSTEM_TEXTS = {os.strerror(number) for number in ERROR_NUMBERS}
@@ -33,11 +78,9 @@ LINES = {
 
 def of_programs(scenario):
     """Lines that are not ours."""
-    import world
-
-    own = {world.SERVICE_SAYS}
+    own = {SERVICE_SAYS}
     if scenario.command == "config-file-content":
-        own |= set(world.TEXTS["source"].splitlines())
+        own |= set(TEXTS["source"].splitlines())
     return own
 
 

@@ -5,7 +5,7 @@ import os
 from dataclasses import dataclass
 from errno import EACCES, ENODEV, ENOENT, ENOTDIR, ESTALE, ETIMEDOUT
 
-from world import ROOT
+from scenarios import ROOT
 
 MANAGER, NULL, ERRORS, CLOSED = "manager", "null", "errors", "closed"
 SEARCHED_ON = (ENOENT, ESTALE, ENOTDIR, ENODEV, ETIMEDOUT)

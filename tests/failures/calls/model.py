@@ -1,24 +1,22 @@
-"""What the program is to do in a scenario with one failing call, said once more and plainly, step
-by step and process by process: the matrix compares every run with it."""
+"""The steps of the program, said once more and plainly: each takes the process that does it and
+says what the host is like afterwards, whichever call fails."""
 
 from errno import ECHILD, EINTR
 
-import world
-from machine import (
-    CLOSED, ERRORS, MANAGER, NULL, CallError, Machine, OtherError, Process, UserError,
+from machine import CLOSED, ERRORS, NULL, CallError, Machine, OtherError, UserError
+from scenarios import (
+    PANEL, ROOT, SERVICE_SAYS, TEXTS, errors_file, panel_text, pid_text, program_text,
 )
-from observe import Outcome, once
-from world import ROOT
 
 TERM, HUP, PROBE = 15, 1, 0
 
 
 class Model(Machine):
-    """One invocation. Every method is a step of it and takes the process that does it."""
+    """One invocation, and what it changes."""
 
     def __init__(self, scenario, failure):
         super().__init__(scenario, failure)
-        self.files = dict(world.TEXTS)
+        self.files = dict(TEXTS)
         if not scenario.target:
             self.files.pop("target")
         self.signals = []
@@ -39,9 +37,9 @@ class Model(Machine):
         files["pid"] = self.pid_file_text() if "pid" in names else None
         left = {f"{ROOT}/{name}": text for name, text in files.items() if text is not None}
         if one.program != "missing":
-            left[f"{ROOT}/kav/bin/{one.service}"] = world.program_text(one)
+            left[f"{ROOT}/kav/bin/{one.service}"] = program_text(one)
         if one.panel:
-            left[str(world.PANEL)] = world.panel_text(one)
+            left[str(PANEL)] = panel_text(one)
         return left
 
     def found(self, process, path, kind):
@@ -49,9 +47,9 @@ class Model(Machine):
 
     def load_panel(self, process):
         """Reads the panel configuration to the first failure; nothing depends on it."""
-        if self.call(process, "open", str(world.PANEL)) or not self.scenario.panel:
+        if self.call(process, "open", str(PANEL)) or not self.scenario.panel:
             return
-        self.drain(process, world.panel_text(self.scenario), 4096)
+        self.drain(process, panel_text(self.scenario), 4096)
 
     # --- the pid file ---
 
@@ -76,7 +74,7 @@ class Model(Machine):
         return text
 
     def pid_file_text(self):
-        return world.pid_text(self.scenario, "server")
+        return pid_text(self.scenario, "server")
 
     def cat_of(self, text):
         """cat of a file, which fails when it has no standard output."""
@@ -123,14 +121,14 @@ class Model(Machine):
         return self.wait(process, child)
 
     def service(self, process):
-        self.put(process.out, world.SERVICE_SAYS + "\n")
+        self.put(process.out, SERVICE_SAYS + "\n")
         ends = self.scenario.ends
         return ends if ends == "killed" else int(ends)
 
     def body(self, process):
         """One run of the service's program and the record of its exit code."""
         one = self.scenario
-        errors = str(world.errors_file(one))
+        errors = str(errors_file(one))
         if self.found(process, errors, "errors"):
             self.remove_errors(process, errors)
         config = f"{ROOT}/service.conf" if one.config != "unnamed" else ""
@@ -216,16 +214,3 @@ class Model(Machine):
     def serve(self, process):
         process.serves = True
         return self.body(process)
-
-
-def expected(scenario, failure=None):
-    """The outcome of the scenario with that failure."""
-    from commands import COMMANDS  # it builds on this module
-
-    model = Model(scenario, failure)
-    program = Process("1", MANAGER)
-    model.calls["1"] = []
-    model.end(program, lambda process: COMMANDS[scenario.command](model, process))
-    lines = sorted("".join(model.texts).splitlines())
-    calls = {process: once(made) for process, made in model.calls.items()}
-    return Outcome(model.ends, calls, lines, model.errors, model.left(), model.signals)

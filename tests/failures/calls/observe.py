@@ -1,12 +1,11 @@
 """One run of the program under fail_call, and what it left."""
 
-import os
 import re
 import signal
 from dataclasses import dataclass
-from urllib.parse import unquote_to_bytes
 
 import world
+from scenarios import ROOT, STALE, arguments, errors_file
 
 # The calls that the model knows one by one. The others only prepare, or give things back.
 MODELLED = {"execve", "fork", "kill", "open", "pipe", "read", "setsid", "sleep", "stat", "unlink",
@@ -15,9 +14,9 @@ MODELLED = {"execve", "fork", "kill", "open", "pipe", "read", "setsid", "sleep",
 
 @dataclass
 class Outcome:
-    """How the processes ended, by name ("exited N", "died N", "became PATH"), the modelled calls
-    of each in order, and what is left. The lines of standard output are sorted: two processes
-    that write at the same time have no order."""
+    """How the processes ended, by name, the modelled calls of each in order, and what is left.
+    The lines of standard output are sorted: two processes that write at the same time have no
+    order."""
 
     ends: dict
     calls: dict
@@ -30,29 +29,10 @@ class Outcome:
 @dataclass
 class Observation:
     outcome: Outcome
-    calls: list  # every call of ours, as world.Call
+    calls: list  # every call, as world.Call
     before: dict  # the files before the run
     errors_before: str | None  # the text of the errors file before it
     err: str  # what our own processes wrote to standard error
-    tracer: int  # the exit status of fail_call
-
-
-def readable(subject):
-    return unquote_to_bytes(subject).decode("latin-1")
-
-
-def parse(log):
-    """The events of fail_call: the calls, and the end of each process."""
-    calls, ends = [], {}
-    for line in log.splitlines():
-        process, event, *rest = line.split(" ", 4)
-        if event in ("became", "exited", "died"):
-            ends[process] = f"{event} {' '.join(rest)}"
-        else:
-            k, result, *on = rest
-            calls.append(world.Call(process, event, int(k), int(result.lstrip("!")),
-                                    readable("".join(on)), result.startswith("!")))
-    return calls, ends
 
 
 def subject(call):
@@ -80,7 +60,7 @@ def once(made):
 def with_program(made, end):
     """The execve that succeeded never returned, and is noted as what the process became."""
     became = re.fullmatch(r"became (.*)", end)
-    return made + [("execve", readable(became[1]))] if became else made
+    return made + [("execve", became[1])] if became else made
 
 
 def signals(calls, server):
@@ -93,43 +73,35 @@ def signals(calls, server):
     return sent
 
 
-def run(scenario, server, failure=None):
+def run(scenario, failure=None):
     """Runs the scenario once, in fresh files, with one failure or none. When it returns no
     process is left but the server."""
-    server.ensure()
-    world.make_files(scenario, server.pid)
-    before = files_of(scenario, server.pid)
-    target = {"live": server.pid, "stale": world.STALE}.get(scenario.pid_file, 0)
-    fail = failure.options() if failure else []
-    tracer = world.spawn([world.FAIL_CALL, world.LOG, str(target), *fail, world.PROGRAM,
-                          *world.arguments(scenario)])
-    pid = server.pid
-    status = world.wait_for_all(tracer, server)
-    calls, ends = parse(world.LOG.read_text())
-    server.settle(("server", signal.SIGTERM, 0) in signals(calls, pid))
-    files, errors = files_of(scenario, pid)
+    world.SERVER.ensure()
+    server = world.SERVER.pid
+    world.make_files(scenario, server)
+    before = files_of(scenario, server)
+    target = {"live": server, "stale": STALE}.get(scenario.pid_file, 0)
+    calls, ends = world.traced(failure, target, world.PROGRAM, *arguments(scenario))
+    sent = signals(calls, server)
+    world.SERVER.settle(("server", signal.SIGTERM, 0) in sent)
+    files, errors = files_of(scenario, server)
     outcome = Outcome(ends=ends, calls=modelled(calls, ends),
                       lines=sorted(world.text_of(world.OUT).splitlines()),
-                      errors=errors, files=files, signals=signals(calls, pid))
-    return Observation(outcome, calls, *before, standard_error(calls),
-                       os.waitstatus_to_exitcode(status))
+                      errors=errors, files=files, signals=sent)
+    return Observation(outcome, calls, *before, standard_error(calls))
 
 
 def files_of(scenario, server):
     """Every file but the errors file, with "server" for its process number, and the text of the
     errors file."""
     files = world.snapshot()
-    pid = str(world.ROOT / "pid")
+    pid = f"{ROOT}/pid"
     if scenario.pid_file == "live" and files.get(pid) == f"{server}\n":
         files[pid] = "server\n"
-    errors = files.pop(str(world.errors_file(scenario)), None)
+    errors = files.pop(str(errors_file(scenario)), None)
     return files, errors
 
 
 def standard_error(calls):
-    return "".join(readable_text(call) for call in calls
+    return "".join(subject(call) for call in calls
                    if call.name == "write" and call.subject.startswith("2 "))
-
-
-def readable_text(call):
-    return call.subject.split(" ", 1)[1]

@@ -4,6 +4,10 @@
 
 AVMANAGER and FAIL_CALL name the program and the tracer. Exits with 1 on a violation, and with 77,
 the skip of ctest, where the machine allows no private root.
+
+The modules, in an order in which each imports earlier ones only: scenarios; world, failures,
+observe (the run); machine, model, commands (the expected outcome); listed, compare (the
+comparison); matrix (a worker), run.
 """
 
 import argparse
@@ -16,7 +20,7 @@ import threading
 import time
 from pathlib import Path
 
-import listed
+from listed import missing_in_document
 
 HERE = Path(__file__).resolve().parent
 PRIVATE_ROOT = HERE.parents[1] / "support/private_root"
@@ -129,7 +133,7 @@ def main():
     options.add_argument("--workers", type=int, default=2)
     options.add_argument("--table", help="a file for the summary table")
     chosen = options.parse_args()
-    if missing := listed.missing_in_document():
+    if missing := missing_in_document():
         print("Not in docs/messages.md:", *missing, sep="\n")
         return 1
     lines = queue.Queue()

@@ -1,8 +1,14 @@
-"""What the host looks like and which command runs: one entry per scenario."""
+"""What the host looks like and which command runs: one entry per scenario. And the texts of the
+host, which the runs are made from and the model answers from."""
 
 from dataclasses import dataclass, replace
+from pathlib import Path
 
 STALE = 99_999_999  # above any process number that the kernel gives
+ROOT = Path("/tmp/world")
+PANEL = Path("/etc/zrc/zrc.conf")
+SERVICE_SAYS = "service output"
+TEXTS = {"service.conf": "configuration\n", "source": "first\nsecond\n", "target": "old\n"}
 
 
 @dataclass(frozen=True)
@@ -25,6 +31,53 @@ class Scenario:
 
     def __str__(self):
         return self.name
+
+
+def errors_file(scenario):
+    return Path(f"/tmp/zrckav_{scenario.service}_errors")
+
+
+def arguments(scenario):
+    """The command line of a scenario."""
+    line = [f"--{scenario.command}"] if scenario.command else []
+    if not scenario.bare:
+        line += {
+            "delete-file": [f"--file={ROOT}/source"],
+            "check-install": [f"--kav-dir={ROOT}/kav"],
+            "config-file-content": [f"--file={ROOT}/source"],
+            "save-to-config-file": [f"--file={ROOT}/source", f"--config-file={ROOT}/target"],
+        }.get(scenario.command) or service_options(scenario)
+    return [*line, *scenario.extra]
+
+
+def service_options(scenario):
+    line = [f"--kav-dir={ROOT}/kav", f"--service={scenario.service}"]
+    if scenario.pid_file != "unnamed":
+        line.append(f"--service-pidfile={ROOT}/pid")
+    if scenario.config != "unnamed":
+        line.append(f"--config-file={ROOT}/service.conf")
+    if scenario.foreground:
+        line.append("--no-daemon=1")
+    return line
+
+
+def program_text(scenario):
+    """The service's program, which says something first: it shows where its output went."""
+    last = "kill -9 $$" if scenario.ends == "killed" else f"exit {scenario.ends}"
+    return f"#!/bin/sh\necho {SERVICE_SAYS}\n{last}\n"
+
+
+def pid_text(scenario, server):
+    """The text of the pid file. The long one makes the program ask for more memory."""
+    return {"live": f"{server}\n", "stale": f"{STALE}\n", "zero": "0\n",
+            "long": "0 " + "x" * 40_000}.get(scenario.pid_file, "")
+
+
+def panel_text(scenario):
+    """The panel configuration. The large one makes the program ask for more memory."""
+    if scenario.panel == "large":
+        return "".join(f"NAME_{i} value\n" for i in range(100)) + f"LAST {'x' * 200_000}\n"
+    return "PRODUCT_ROOT_D /opt/zrc\n" if scenario.panel else None
 
 
 def control(command):

@@ -6,7 +6,6 @@ follow forks it has one process only, and so its failures can be compared for th
 invoked.
 """
 
-import os
 import re
 from collections import Counter
 from errno import errorcode
@@ -17,11 +16,9 @@ import pytest
 import world
 from failures import failures
 from observe import run
-from scenarios import SCENARIOS
+from scenarios import SCENARIOS, arguments, errors_file
 
 OF_STRACE = {"clone": "fork", "pipe2": "pipe", "wait4": "wait", "openat": "open"}
-RAW = {"fork": "clone", "pipe": "pipe2", "wait": "wait4", "open": "openat",
-       "stat": "newfstatat", "fstat": "newfstatat"}
 # strace does not make a call that it lets fail, but the kernel closes a descriptor even then;
 # and it returns an error from brk, which never does.
 DIFFERENT = {"brk", "close", "memory"}
@@ -36,44 +33,45 @@ def scenario(request):
     return found
 
 
-@pytest.fixture(scope="module")
-def server():
-    return world.Server()
-
-
-def under_strace(scenario, server, *options):
+def under_strace(scenario, *options):
     """Runs the scenario once. Returns the exit status of the program."""
-    world.make_files(scenario, server.pid)
+    world.make_files(scenario, world.SERVER.pid)
     for old in Path("/tmp").glob("strace*"):
         old.unlink()
     strace = world.spawn(["/usr/bin/strace", "-o", "/tmp/strace", *options, world.PROGRAM,
-                          *world.arguments(scenario)])
-    return os.waitstatus_to_exitcode(world.wait_for_all(strace, server))
+                          *arguments(scenario)])
+    return world.wait_for_all(strace)
 
 
-def name_of(line):
-    """Our name of the call in a line of strace; None for what is no call that returned."""
+def names_of(line):
+    """The kernel's and our name of the call in a line of strace; none for what is no call that
+    returned."""
     called = re.match(r"(\w+)\((.*)", line)
     if not called or re.search(r"<detached|= \?", line):
         return None
     name, rest = called.groups()
-    if name == "brk":
-        return "brk-query" if rest.startswith("NULL") else "brk"
+    if name == "brk" and rest.startswith("NULL"):
+        return name, "brk-query"
     if name == "newfstatat":
-        return "fstat" if ', "",' in rest else "stat"
-    return OF_STRACE.get(name, name)
+        return name, "fstat" if ', "",' in rest else "stat"
+    return name, OF_STRACE.get(name, name)
 
 
 def calls_of_file(path):
-    names = [name for name in map(name_of, path.read_text().splitlines()) if name]
+    calls = [names for names in map(names_of, path.read_text().splitlines()) if names]
     # The first process begins with strace's own exec.
-    return tuple(names[1:] if names[0] == "execve" and "brk-query" in names else names)
+    begins = calls[0][0] == "execve" and ("brk", "brk-query") in calls
+    return tuple(calls[1:] if begins else calls)
 
 
-def test_both_see_the_same_calls(scenario, server):
-    ours = run(scenario, server)
-    under_strace(scenario, server, "-ff", "-b", "execve")
-    theirs = Counter(map(calls_of_file, Path("/tmp").glob("strace.*")))
+def our_names(calls):
+    return tuple(ours for _, ours in calls)
+
+
+def test_both_see_the_same_calls(scenario):
+    ours = run(scenario)
+    under_strace(scenario, "-ff", "-b", "execve")
+    theirs = Counter(our_names(calls_of_file(path)) for path in Path("/tmp").glob("strace.*"))
     by_process = {process: [] for process in ours.outcome.ends}
     for call in ours.calls:
         by_process[call.process].append(call.name)
@@ -81,30 +79,26 @@ def test_both_see_the_same_calls(scenario, server):
     assert Counter(map(tuple, by_process.values())) == theirs
 
 
-def place(calls, name, k):
+def place(calls, failure):
     """How strace counts a call of the first process: by the kernel's own name."""
-    raw = RAW.get(name, name)
-    count = 0
-    for call in calls:
-        if call.process == "1" and RAW.get(call.name, call.name) == raw:
-            count += 1
-            if (call.name, call.k) == (name, k):
-                return f"{raw}:when={count}"
-    raise AssertionError(f"no call {name} {k}")
+    found = [number for number, (_, name) in enumerate(calls) if name == failure.call]
+    before = [raw for raw, _ in calls[:found[failure.k - 1] + 1]]
+    return f"{before[-1]}:error={errorcode[failure.error]}:when={before.count(before[-1])}"
 
 
-def test_the_same_failure_has_the_same_outcome(scenario, server):
-    base = run(scenario, server)
+def test_the_same_failure_has_the_same_outcome(scenario):
+    base = run(scenario)
+    under_strace(scenario)
+    calls = calls_of_file(Path("/tmp/strace"))
+    assert our_names(calls) == tuple(call.name for call in base.calls if call.process == "1")
     compared = [failure for failure in failures(base.calls)
                 if failure.process == "1" and failure.times == 1
                 and failure.call not in DIFFERENT]
     assert len(compared) > 20
     for failure in compared:
-        ours = run(scenario, server, failure).outcome
-        raw, when = place(base.calls, failure.call, failure.k).split(":")
-        status = under_strace(scenario, server, "-e",
-                              f"inject={raw}:error={errorcode[failure.error]}:{when}")
+        ours = run(scenario, failure).outcome
+        status = under_strace(scenario, "-e", f"inject={place(calls, failure)}")
         assert ours.ends["1"] == f"exited {status}", failure
         assert ours.lines == sorted(world.OUT.read_text().splitlines()), failure
-        errors = world.errors_file(scenario)
+        errors = errors_file(scenario)
         assert ours.errors == (errors.read_text() if errors.exists() else None), failure

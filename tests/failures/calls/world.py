@@ -9,17 +9,14 @@ import os
 import signal
 from dataclasses import dataclass
 from pathlib import Path
+from urllib.parse import unquote_to_bytes
 
-from scenarios import STALE
+from scenarios import PANEL, ROOT, TEXTS, errors_file, panel_text, pid_text, program_text
 
 PROGRAM = os.environ["AVMANAGER"]
 FAIL_CALL = os.environ["FAIL_CALL"]
-ROOT = Path("/tmp/world")
-PANEL = Path("/etc/zrc/zrc.conf")
 OUT, ERR, LOG = Path("/tmp/out"), Path("/tmp/err"), Path("/tmp/log")
 BOUND = 20  # seconds, for what takes milliseconds
-SERVICE_SAYS = "service output"
-TEXTS = {"service.conf": "configuration\n", "source": "first\nsecond\n", "target": "old\n"}
 
 
 class Astray(Exception):
@@ -39,40 +36,6 @@ class Call:
     chosen: bool = False  # it was made to fail
 
 
-def errors_file(scenario):
-    return Path(f"/tmp/zrckav_{scenario.service}_errors")
-
-
-def arguments(scenario):
-    """The command line of a scenario."""
-    line = [f"--{scenario.command}"] if scenario.command else []
-    if not scenario.bare:
-        line += {
-            "delete-file": [f"--file={ROOT}/source"],
-            "check-install": [f"--kav-dir={ROOT}/kav"],
-            "config-file-content": [f"--file={ROOT}/source"],
-            "save-to-config-file": [f"--file={ROOT}/source", f"--config-file={ROOT}/target"],
-        }.get(scenario.command) or service_options(scenario)
-    return [*line, *scenario.extra]
-
-
-def service_options(scenario):
-    line = [f"--kav-dir={ROOT}/kav", f"--service={scenario.service}"]
-    if scenario.pid_file != "unnamed":
-        line.append(f"--service-pidfile={ROOT}/pid")
-    if scenario.config != "unnamed":
-        line.append(f"--config-file={ROOT}/service.conf")
-    if scenario.foreground:
-        line.append("--no-daemon=1")
-    return line
-
-
-def program_text(scenario):
-    """The service's program, which says something first: it shows where its output went."""
-    last = "kill -9 $$" if scenario.ends == "killed" else f"exit {scenario.ends}"
-    return f"#!/bin/sh\necho {SERVICE_SAYS}\n{last}\n"
-
-
 def make_programs(scenario):
     """Everything that stays the same between the runs of a scenario."""
     os.system(f"rm -rf {ROOT} /tmp/zrckav_*")
@@ -84,19 +47,6 @@ def make_programs(scenario):
         program = ROOT / "kav/bin" / scenario.service
         program.write_text(program_text(scenario))
         program.chmod(0o644 if scenario.program == "not executable" else 0o755)
-
-
-def pid_text(scenario, server):
-    """The text of the pid file. The long one makes the program ask for more memory."""
-    return {"live": f"{server}\n", "stale": f"{STALE}\n", "zero": "0\n",
-            "long": "0 " + "x" * 40_000}.get(scenario.pid_file, "")
-
-
-def panel_text(scenario):
-    """The panel configuration. The large one makes the program ask for more memory."""
-    if scenario.panel == "large":
-        return "".join(f"NAME_{i} value\n" for i in range(100)) + f"LAST {'x' * 200_000}\n"
-    return "PRODUCT_ROOT_D /opt/zrc\n" if scenario.panel else None
 
 
 def write(path, text):
@@ -142,9 +92,7 @@ def snapshot():
 class Server:
     """The process in a live pid file. It ignores SIGHUP and ends on SIGTERM."""
 
-    def __init__(self):
-        self.pid = 0
-        self.ensure()
+    pid = 0
 
     def ensure(self):
         if self.pid == 0:
@@ -161,17 +109,20 @@ class Server:
             raise Astray("the server ended without a signal")
 
 
+SERVER = Server()
+
+
 def children():
     return {int(pid) for pid in Path("/proc/1/task/1/children").read_text().split()}
 
 
-def end_everything(server):
+def end_everything():
     """After an overdue run: ends every other process of this namespace, which is ours alone."""
-    own = {os.getpid(), server.pid}
+    own = {os.getpid(), SERVER.pid}
     for entry in Path("/proc").iterdir():
         if entry.name.isdigit() and int(entry.name) not in own:
             os.kill(int(entry.name), signal.SIGKILL)
-    while children() - {server.pid}:
+    while children() - {SERVER.pid}:
         os.waitpid(-1, 0)
 
 
@@ -179,20 +130,20 @@ def overdue(_signal, _frame):
     raise Astray(f"did not end within {BOUND} s")
 
 
-def wait_for_all(tracer, server):
-    """Waits until no process is left but the server. Returns the status of the tracer."""
+def wait_for_all(first):
+    """Waits until no process is left but the server. Returns the exit status of `first`."""
     ended = None
     signal.signal(signal.SIGALRM, overdue)
     signal.alarm(BOUND)
     try:
-        while children() - {server.pid}:
+        while children() - {SERVER.pid}:
             pid, status = os.waitpid(-1, 0)
-            if pid == tracer:
-                ended = status
-            elif pid == server.pid:
-                server.pid = 0
+            if pid == first:
+                ended = os.waitstatus_to_exitcode(status)
+            elif pid == SERVER.pid:
+                SERVER.pid = 0
     except Astray:
-        end_everything(server)
+        end_everything()
         raise
     finally:
         signal.alarm(0)
@@ -207,3 +158,32 @@ def spawn(argv):
         (os.POSIX_SPAWN_OPEN, 1, OUT, flags, 0o644),
         (os.POSIX_SPAWN_OPEN, 2, ERR, flags, 0o644),
     ])
+
+
+def readable(subject):
+    return unquote_to_bytes(subject).decode("latin-1")
+
+
+def parse(log):
+    """The events of fail_call: the calls, and the end of each process by its name ("exited N",
+    "died N", "became PATH")."""
+    calls, ends = [], {}
+    for line in log.splitlines():
+        process, event, *rest = line.split(" ", 4)
+        if event in ("became", "exited", "died"):
+            ends[process] = readable(f"{event} {' '.join(rest)}")
+        else:
+            k, result, *on = rest
+            calls.append(Call(process, event, int(k), int(result.lstrip("!")),
+                              readable("".join(on)), result.startswith("!")))
+    return calls, ends
+
+
+def traced(failure, target, *program):
+    """The calls of a program and the ends of its processes, with one failure or none. Signals
+    reach the process `target` only. No process is left then but the server."""
+    fail = failure.options() if failure else []
+    status = wait_for_all(spawn([FAIL_CALL, LOG, str(target), *fail, *program]))
+    if status != 0:
+        raise Astray(f"fail_call ended with {status}")
+    return parse(LOG.read_text())
