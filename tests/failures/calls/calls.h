@@ -14,8 +14,8 @@ struct Call {
 };
 
 // One name per purpose, whatever variant the C library uses: fork, pipe, wait, open, stat (of a
-// path), fstat (of a descriptor), sleep; brk-query, a brk that only asks. A call without a name
-// here is "syscall-NUMBER", so that nothing is made in silence.
+// path), fstat (of a descriptor), sleep; brk-query, a brk that only asks. Any other has the
+// kernel's own name.
 std::string nameOf(pid_t process, const Call& call);
 
 // The path, descriptors, or process and signal that the call acts on, as one word per item,

@@ -4,9 +4,10 @@ import dataclasses
 from collections import Counter
 from dataclasses import dataclass
 
+import library
 from commands import expected
 from listed import unlisted
-from observe import MODELLED, Observation
+from observe import Observation
 
 
 @dataclass(frozen=True)
@@ -58,25 +59,19 @@ def harm(seen, base):
     return found
 
 
-def memory_before_main(failure, seen):
-    """The named exceptions: memory refused before main or on creating the parser may end the
-    program by a signal or with 127, after a word of the C library on standard error. The C
-    library may also come to that end later: refused the brk that aligns its heap, it stops at
-    the next growth."""
-    for call in seen.calls:
-        if call.name in MODELLED and call.name != "write":
-            return False
-        if call.chosen:
-            break
-    return (failure.call in ("brk", "mmap", "mprotect", "memory")
-            and seen.outcome.ends["1"] in ("exited 127", "died 6", "died 11"))
+def ended_by_library(failure, seen):
+    """Whether the program ended as the program of one line does when the same call fails: one
+    before main, so that nothing of ours had a part in it."""
+    at = next((number for number, call in enumerate(seen.calls) if call.chosen), seen.start)
+    return (at < seen.start
+            and seen.outcome.ends["1"] == library.end_with(failure) != "exited 0")
 
 
 def violations(scenario, failure, seen, base):
-    """What is wrong with one run, in words. An end before main is excused for the invoking
+    """What is wrong with one run, in words. An end by the C library is excused for the invoking
     process alone, and excuses no harm."""
     found = harm(seen, base)
-    excused = failure and memory_before_main(failure, seen)
+    excused = ended_by_library(failure, seen)
     found += [f"not listed: {text}" for text in unlisted(
         scenario, others(seen.outcome) if excused else seen.outcome)]
     if excused:
@@ -95,16 +90,13 @@ def others(outcome):
     return dataclasses.replace(outcome, ends=ends)
 
 
-def kind(failure, seen, base):
-    """What a failure came to."""
-    outcome = seen.outcome
-    if memory_before_main(failure, seen):
-        return "memory before main"
+def kind(outcome, base):
+    """What a failure came to, by the outcomes with and without it."""
     if dataclasses.replace(outcome, calls=base.calls) == base:
         return "as without"
     if set(outcome.lines) - set(base.lines):
         return "a line"
-    if any(end not in ("exited 0", base.ends.get(process)) and end.startswith("exited")
+    if any(end not in ("exited 0", base.ends.get(process)) and not end.startswith("became")
            for process, end in outcome.ends.items()):
-        return "a status"
+        return "an end"
     return "less done"

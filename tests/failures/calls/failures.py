@@ -1,10 +1,13 @@
-"""The errors that each system call can really give, and the calls that cannot fail."""
+"""The failures of a run's calls: the errors that the kernel really gives, one at a time."""
 
 from dataclasses import dataclass
 from errno import (
     E2BIG, EACCES, EAGAIN, EBUSY, ECHILD, EINTR, EIO, EMFILE, ENFILE, ENOENT, ENOMEM, ENOSPC,
     ENOSYS, EPERM, EPIPE, EROFS, ESRCH, ETXTBSY, errorcode,
 )
+
+import library
+from world import Astray
 
 # By the names that fail_call notes. Descriptors and addresses are the program's own, so EBADF
 # and EFAULT are not among them.
@@ -15,17 +18,12 @@ ERRORS = {
     "execve": (ENOENT, EACCES, ENOMEM, EIO, E2BIG, ETXTBSY),
     "fork": (EAGAIN, ENOMEM),
     "fstat": (EIO, ENOMEM),
-    "getrandom": (EAGAIN,),
     "kill": (EPERM, ESRCH),
     "mmap": (ENOMEM, EAGAIN),
     "mprotect": (ENOMEM,),
     "open": (EACCES, ENFILE, EMFILE, EIO, EINTR),
     "pipe": (EMFILE, ENFILE),
-    "prlimit64": (EPERM,),
     "read": (EIO, EINTR),
-    "readlink": (EACCES, ENOENT),
-    "rseq": (ENOSYS,),
-    "set_robust_list": (ENOSYS,),
     "setsid": (EPERM,),
     "sleep": (EINTR,),
     "stat": (EACCES, ENOENT, EIO, ENOMEM),
@@ -33,6 +31,9 @@ ERRORS = {
     "wait": (EINTR, ECHILD),
     "write": (ENOSPC, EPIPE, EIO, EINTR),
 }
+
+# Memory is the C library's to ask for, wherever it does.
+MEMORY = ("brk", "mmap", "mprotect")
 
 # Called with arguments that the kernel always accepts.
 CANNOT_FAIL = {
@@ -50,6 +51,7 @@ class Failure:
     k: int
     error: int
     times: int = 1
+    ours: bool = True  # and not a call that the C library makes for itself
 
     def hits(self, process, call, k):
         return (process, call) == (self.process, self.call) and 0 <= k - self.k < self.times
@@ -66,17 +68,31 @@ class Failure:
 
 def failures(calls):
     """Every failure of one of the calls, always in the same order; a wait is also interrupted
-    twice in a row, and memory is also used up from each call on that takes some. A call that is
-    neither in ERRORS nor in CANNOT_FAIL is a mistake in this table and raises KeyError."""
+    twice in a row, and memory is also used up from each call on that takes some."""
+    begun = library.length_of_start(calls)
+    numbered = sorted(enumerate(calls),
+                      key=lambda entry: [int(birth) for birth in entry[1].process.split(".")])
     found = []
-    for call in sorted(calls, key=lambda call: [int(number) for number in call.process.split(".")]):
-        if call.name not in CANNOT_FAIL:
-            found += [Failure(call.process, call.name, call.k, error)
-                      for error in ERRORS[call.name] if not fails_anyway(call, error)]
+    for number, call in numbered:
+        ours = number >= begun and call.name in ERRORS and call.name not in MEMORY
+        found += [Failure(call.process, call.name, call.k, error, ours=ours)
+                  for error in errors(call) if not fails_anyway(call, error)]
         if call.name == "wait":
             found.append(Failure(call.process, call.name, call.k, EINTR, times=2))
     memory = sum(call.name in ("brk", "mmap") for call in calls if call.process == "1")
-    return found + [Failure("1", "memory", k, ENOMEM) for k in range(1, memory + 1)]
+    return found + [Failure("1", "memory", k, ENOMEM, ours=False) for k in range(1, memory + 1)]
+
+
+def errors(call):
+    """The errors of a call. One that only the C library makes is as if the kernel did not have
+    it: the library does without, or ends the program."""
+    if call.name in CANNOT_FAIL:
+        return ()
+    if call.name in library.names():
+        return ERRORS.get(call.name, (ENOSYS,))
+    if call.name not in ERRORS:
+        raise Astray(f"neither the program nor the C library is known to call {call.name}")
+    return ERRORS[call.name]
 
 
 def fails_anyway(call, error):

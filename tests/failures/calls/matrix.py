@@ -60,15 +60,14 @@ def run_scenario(scenario, base, share, wrong, repeats):
     """The worker's share of one scenario, as a report."""
     make_programs(scenario)
     found = [("no failure", text) for text in wrong]
-    kinds = {}
+    kinds = []
     for failure in share:
         seen, wrong = try_failure(scenario, base, failure, repeats)
         found += [(str(failure), text) for text in wrong]
-        what = "violation" if wrong else kind(failure, seen, base.seen.outcome)
-        kinds[what] = kinds.get(what, 0) + 1
+        what = "violation" if wrong else kind(seen.outcome, base.seen.outcome)
+        kinds.append((failure.ours, what))
         print(json.dumps({"done": 1}), flush=True)
-    return {"scenario": scenario.name, "injections": len(share), "kinds": kinds,
-            "violations": found}
+    return {"scenario": scenario.name, "kinds": kinds, "violations": found}
 
 
 def main():

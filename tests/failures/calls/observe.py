@@ -4,6 +4,7 @@ import re
 import signal
 from dataclasses import dataclass
 
+import library
 import world
 from scenarios import ROOT, STALE, arguments, errors_file
 
@@ -30,6 +31,7 @@ class Outcome:
 class Observation:
     outcome: Outcome
     calls: list  # every call, as world.Call
+    start: int  # so many of them are the C library's, before main
     before: dict  # the files before the run
     errors_before: str | None  # the text of the errors file before it
     err: str  # what our own processes wrote to standard error
@@ -85,10 +87,11 @@ def run(scenario, failure=None):
     sent = signals(calls, server)
     world.SERVER.settle(("server", signal.SIGTERM, 0) in sent)
     files, errors = files_of(scenario, server)
-    outcome = Outcome(ends=ends, calls=modelled(calls, ends),
+    start = library.length_of_start(calls)
+    outcome = Outcome(ends=ends, calls=modelled(calls[start:], ends),
                       lines=sorted(world.text_of(world.OUT).splitlines()),
                       errors=errors, files=files, signals=sent)
-    return Observation(outcome, calls, *before, standard_error(calls))
+    return Observation(outcome, calls, start, *before, standard_error(calls))
 
 
 def files_of(scenario, server):

@@ -2,11 +2,11 @@
 
     run.py [--quick] [--workers N] [--table FILE]
 
-AVMANAGER and FAIL_CALL name the program and the tracer. Exits with 1 on a violation, and with 77,
-the skip of ctest, where the machine allows no private root.
+AVMANAGER, FAIL_CALL and ONE_LINE name the program, the tracer and the program of one line. Exits
+with 1 on a violation, and with 77, the skip of ctest, where the machine allows no private root.
 
-The modules, in an order in which each imports earlier ones only: scenarios; world, failures,
-observe (the run); machine, model, commands (the expected outcome); listed, compare (the
+The modules, in an order in which each imports earlier ones only: scenarios; world, library,
+failures, observe (the run); machine, model, commands (the expected outcome); listed, compare (the
 comparison); matrix (a worker), run.
 """
 
@@ -24,7 +24,7 @@ from listed import missing_in_document
 
 HERE = Path(__file__).resolve().parent
 PRIVATE_ROOT = HERE.parents[1] / "support/private_root"
-KINDS = ("as without", "a line", "a status", "less done", "memory before main", "violation")
+KINDS = ("as without", "a line", "an end", "less done", "violation")
 EVERY, REPEATS = 11, 2  # of the quick selection: every EVERY-th, beside the decisive calls
 SKIPPED = 77
 
@@ -91,40 +91,34 @@ def collect(workers, lines):
 
 
 def merge(reports):
-    """One report per scenario, in order."""
-    merged = {}
+    """The counts of each scenario by kind, in order, and then those of the C library's own calls
+    in all of them; and the violations."""
+    counts, of_library = {}, dict.fromkeys(KINDS, 0)
+    violations = []
     for report in reports:
-        one = merged.setdefault(report["scenario"], {"kinds": dict.fromkeys(KINDS, 0),
-                                                     "violations": []})
-        for kind, count in report["kinds"].items():
-            one["kinds"][kind] += count
-        one["violations"] += report["violations"]
-    return merged
+        one = counts.setdefault(report["scenario"], dict.fromkeys(KINDS, 0))
+        for ours, kind in report["kinds"]:
+            (one if ours else of_library)[kind] += 1
+        violations += [(report["scenario"], *violation) for violation in report["violations"]]
+    return counts, of_library, violations
 
 
 def row(cells):
     return "| " + " | ".join(map(str, cells)) + " |"
 
 
-def table(merged):
+def table(counts, of_library):
     """The summary, in Markdown."""
-    lines = [row(["Scenario", "Failures", *KINDS[:-1], "violations"]),
-             row(["---", *["--:"] * (len(KINDS) + 1)])]
-    sums = dict.fromkeys(KINDS, 0)
-    for name, one in merged.items():
-        lines.append(row([name, sum(one["kinds"].values()), *one["kinds"].values()]))
-        for kind, count in one["kinds"].items():
-            sums[kind] += count
-    lines.append(row([f"all {len(merged)}", sum(sums.values()), *sums.values()]))
-    return "\n".join(lines) + "\n"
+    sums = {kind: sum(one[kind] for one in counts.values()) for kind in KINDS}
+    named = [*counts.items(), (f"all {len(counts)}", sums), ("the C library's own", of_library)]
+    return "\n".join([row(["Scenario", "Failures", *KINDS]),
+                      row(["---", *["--:"] * (len(KINDS) + 1)]),
+                      *(row([name, sum(one.values()), *one.values()]) for name, one in named), ""])
 
 
-def report_violations(merged):
-    found = [(name, *violation) for name, one in merged.items()
-             for violation in one["violations"]]
-    for name, failure, text in found:
-        print(f"VIOLATION in {name}: {failure}: {text}")
-    return found
+def report(violations):
+    for scenario, failure, text in dict.fromkeys(violations):
+        print(f"VIOLATION in {scenario}: {failure}: {text}")
 
 
 def main():
@@ -143,12 +137,12 @@ def main():
     reports, statuses = collect(chosen.workers, lines)
     if SKIPPED in statuses:
         return SKIPPED
-    merged = merge(reports)
-    text = table(merged)
-    print(text)
+    counts, of_library, violations = merge(reports)
+    print(text := table(counts, of_library))
     if chosen.table:
         Path(chosen.table).write_text(text)
-    return 1 if report_violations(merged) or any(statuses) or not reports else 0
+    report(violations)
+    return 1 if violations or any(statuses) or not reports else 0
 
 
 if __name__ == "__main__":

@@ -20,8 +20,8 @@ BOUND = 20  # seconds, for what takes milliseconds
 
 
 class Astray(Exception):
-    """A run that cannot even be looked at: it did not end within the bound, or it took the
-    server with it."""
+    """A run that cannot even be looked at: it did not end within the bound, it took the server
+    with it, or it made a call that no list has."""
 
 
 @dataclass(frozen=True)
