@@ -1,9 +1,9 @@
 """The worker: runs its share of the matrix and prints a line of JSON per scenario.
 
-    matrix.py WORKER WORKERS EVERY REPEATS
+    matrix.py WORKER WORKERS EVERY REPEATS [SCENARIO]
 
-Takes each scenario's failures in turn: every EVERY-th, and all of the decisive calls. Each runs
-REPEATS times. Within a private root only (see world.py).
+Takes each scenario's failures in turn, or those of one: every EVERY-th, and all of the decisive
+calls. Each runs REPEATS times. Within a private root only (see world.py).
 """
 
 import json
@@ -72,7 +72,8 @@ def run_scenario(scenario, base, share, wrong, repeats):
 
 def main():
     worker, workers, every, repeats = map(int, sys.argv[1:5])
-    plans = {scenario: plan(scenario, worker, workers, every) for scenario in SCENARIOS}
+    plans = {scenario: plan(scenario, worker, workers, every) for scenario in SCENARIOS
+             if sys.argv[5:] in ([], [scenario.name])}
     print(json.dumps({"total": sum(len(share) for _, share, _ in plans.values())}), flush=True)
     for scenario, planned in plans.items():
         print(json.dumps(run_scenario(scenario, *planned, repeats)), flush=True)

@@ -1,6 +1,6 @@
 """Runs the fault matrix in parallel workers, each in a private root of its own, and sums it up.
 
-    run.py [--quick] [--workers N] [--table FILE]
+    run.py [--quick | --scenario NAME] [--table FILE] [--workers N]
 
 AVMANAGER, FAIL_CALL and ONE_LINE name the program, the tracer and the program of one line. Exits
 with 1 on a violation, and with 77, the skip of ctest, where the machine allows no private root.
@@ -14,6 +14,7 @@ import argparse
 import json
 import os
 import queue
+import shlex
 import subprocess
 import sys
 import threading
@@ -21,6 +22,7 @@ import time
 from pathlib import Path
 
 from listed import missing_in_document
+from scenarios import SCENARIOS
 
 HERE = Path(__file__).resolve().parent
 PRIVATE_ROOT = HERE.parents[1] / "support/private_root"
@@ -29,10 +31,11 @@ EVERY, REPEATS = 11, 2  # of the quick selection: every EVERY-th, beside the dec
 SKIPPED = 77
 
 
-def start(worker, workers, every):
+def start(worker, workers, every, scenario):
     return subprocess.Popen(
         [PRIVATE_ROOT, sys.executable, "-B", HERE / "matrix.py",
-         *map(str, (worker, workers, every, REPEATS))], stdout=subprocess.PIPE, text=True)
+         *map(str, (worker, workers, every, REPEATS)), *([scenario] if scenario else [])],
+        stdout=subprocess.PIPE, text=True)
 
 
 def read(worker, lines):
@@ -117,31 +120,44 @@ def table(counts, of_library):
 
 
 def report(violations):
+    """What is wrong, and how each scenario with a violation is run again alone."""
     for scenario, failure, text in dict.fromkeys(violations):
         print(f"VIOLATION in {scenario}: {failure}: {text}")
+    names = ("AVMANAGER", "FAIL_CALL", "ONE_LINE")
+    again = [*(f"{name}={shlex.quote(os.environ[name])}" for name in names),
+             sys.executable, "-B", shlex.quote(str(HERE / "run.py")), "--scenario"]
+    for scenario in dict.fromkeys(scenario for scenario, _, _ in violations):
+        print("Again:", *again, shlex.quote(scenario))
+
+
+def arguments():
+    options = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    what = options.add_mutually_exclusive_group()
+    what.add_argument("--quick", action="store_true", help="a selection of it")
+    what.add_argument("--scenario", choices=[one.name for one in SCENARIOS], metavar="NAME",
+                      help="only that scenario")
+    what.add_argument("--table", help="a file for the summary table")
+    options.add_argument("--workers", type=int, default=2)
+    return options.parse_args()
 
 
 def main():
-    options = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    options.add_argument("--quick", action="store_true", help="a selection of it")
-    options.add_argument("--workers", type=int, default=2)
-    options.add_argument("--table", help="a file for the summary table")
-    chosen = options.parse_args()
+    chosen = arguments()
     if missing := missing_in_document():
         print("Not in docs/messages.md:", *missing, sep="\n")
         return 1
     lines = queue.Queue()
     for number in range(chosen.workers):
-        worker = start(number, chosen.workers, EVERY if chosen.quick else 1)
+        worker = start(number, chosen.workers, EVERY if chosen.quick else 1, chosen.scenario)
         threading.Thread(target=read, args=(worker, lines), daemon=True).start()
     reports, statuses = collect(chosen.workers, lines)
     if SKIPPED in statuses:
         return SKIPPED
     counts, of_library, violations = merge(reports)
     print(text := table(counts, of_library))
+    report(violations)
     if chosen.table:
         Path(chosen.table).write_text(text)
-    report(violations)
     return 1 if violations or any(statuses) or not reports else 0
 
 
