@@ -62,9 +62,11 @@ ORDINARY = {
 READERS = ("service-started", "kill-service", "reload", "restart-service")
 
 
-def fill(host, arguments):
-    return [text.replace("{dir}", str(host.dir)).replace("{kav}", str(host.kav))
-            for text in arguments]
+def fill(host, text):
+    """Puts the host's folder and its server tree into a text, or into each of several."""
+    if isinstance(text, str):
+        return text.replace("{dir}", str(host.dir)).replace("{kav}", str(host.kav))
+    return [fill(host, item) for item in text]
 
 
 def stopped_server(host):

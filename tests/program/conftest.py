@@ -8,10 +8,6 @@ import pytest
 from host import Host
 
 
-def pytest_configure(config):
-    config.addinivalue_line("markers", "little_memory: runs with a limit on its address space")
-
-
 @pytest.fixture
 def host(tmp_path):
     """A host of its own for one test: a PATH of stand-ins and a server tree."""

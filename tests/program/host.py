@@ -6,14 +6,17 @@ runs with a scrubbed environment. This process adopts the orphans that a run lea
 that a test sees how every process of a daemon start ended.
 """
 
+import contextlib
 import ctypes
 import os
+import select
 import shutil
 import signal
 import tempfile
 import time
 from dataclasses import dataclass, field
 from pathlib import Path
+from urllib.parse import unquote_to_bytes
 
 
 def anybodys(path):
@@ -32,6 +35,11 @@ BOUND = 20.0
 PR_SET_CHILD_SUBREAPER = 36
 ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
 
+# What this process was started with is not for the program.
+for descriptor in map(int, os.listdir("/proc/self/fd")):
+    with contextlib.suppress(OSError):
+        os.set_inheritable(descriptor, descriptor < 3)
+
 
 @dataclass
 class Result:
@@ -42,6 +50,10 @@ class Result:
     err: bytes
     pid: int
     orphans: dict = field(default_factory=dict)
+
+    @property
+    def answer(self):
+        return self.status, self.out.decode()
 
 
 @dataclass
@@ -59,16 +71,7 @@ class Report:
 
 def unescape(text):
     """Undoes the %XX of the probe."""
-    out = bytearray()
-    at = 0
-    while at < len(text):
-        if text[at] == "%":
-            out.append(int(text[at + 1 : at + 3], 16))
-            at += 3
-        else:
-            out.append(ord(text[at]))
-            at += 1
-    return os.fsdecode(bytes(out))
+    return os.fsdecode(unquote_to_bytes(text))
 
 
 def wait_until(condition, what):
@@ -83,21 +86,14 @@ def wait_until(condition, what):
 
 def wait_for_end(pid):
     """Waits for a child of ours; returns its raw wait status."""
-    ended = []
-
-    def gone():
-        found, status = os.waitpid(pid, os.WNOHANG)
-        if found:
-            ended.append(status)
-        return bool(found)
-
-    try:
-        wait_until(gone, f"end of process {pid}")
-    except AssertionError:
+    process = os.pidfd_open(pid)
+    ended = select.select([process], [], [], BOUND)[0]
+    os.close(process)
+    if not ended:
         os.kill(pid, signal.SIGKILL)
-        os.waitpid(pid, 0)
-        raise
-    return ended[0]
+    status = os.waitpid(pid, 0)[1]
+    assert ended, f"process {pid} never ended"
+    return status
 
 
 def children():
@@ -137,13 +133,11 @@ class Host:
         for place in (self.path, self.kav / "bin"):
             (place / name).unlink(missing_ok=True)
 
-    def process(self, *verb):
+    def process(self, *verb, out="process.out"):
         """Starts a probe as a child of the test; returns its pid."""
-        out = os.open(self.dir / "process.out", os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o644)
-        pid = os.posix_spawn(
-            PROBE, ["probe", *verb], self.env,
-            file_actions=[(os.POSIX_SPAWN_DUP2, out, 1), (os.POSIX_SPAWN_CLOSE, out)],
-        )
+        out = self._new(out)
+        pid = os.posix_spawn(PROBE, ["probe", *verb], self.env,
+                             file_actions=[(os.POSIX_SPAWN_DUP2, out, 1)])
         os.close(out)
         return pid
 
@@ -155,41 +149,47 @@ class Host:
 
     # --- running ---
 
-    def start(self, *arguments, env=None, prepare=None, argv0=PROGRAM):
-        """Starts the program without waiting; `prepare` runs in the child before exec."""
-        streams = {
-            0: (os.devnull, os.O_RDONLY),
-            1: (self.dir / "out", os.O_WRONLY | os.O_CREAT | os.O_TRUNC),
-            2: (self.dir / "err", os.O_WRONLY | os.O_CREAT | os.O_TRUNC),
-        }
-        pid = os.fork()
-        if pid == 0:
-            try:
-                for target, (path, flags) in streams.items():
-                    opened = os.open(path, flags, 0o644)
-                    os.dup2(opened, target)
-                    os.close(opened)
-                os.closerange(3, 256)
-                if prepare:
+    def start(self, *arguments, env=None, prepare=None, out="out"):
+        """Starts the program without waiting; `prepare` runs in the child before exec, `out` is
+        the name of a file or a descriptor."""
+        words = [PROGRAM, *map(os.fspath, arguments)]
+        env = self.env if env is None else env
+        streams = [os.open(os.devnull, os.O_RDONLY),
+                   os.dup(out) if isinstance(out, int) else self._new(out), self._new("err")]
+        if prepare:
+            pid = os.fork()
+            if pid == 0:
+                try:
+                    for target, stream in enumerate(streams):
+                        os.dup2(stream, target)
+                    os.closerange(3, 256)
                     prepare()
-                os.execve(PROGRAM, [argv0, *map(os.fspath, arguments)],
-                          self.env if env is None else env)
-            finally:
-                os._exit(124)
+                    os.execve(PROGRAM, words, env)
+                finally:
+                    os._exit(124)
+        else:
+            pid = os.posix_spawn(PROGRAM, words, env, file_actions=[
+                (os.POSIX_SPAWN_DUP2, stream, target) for target, stream in enumerate(streams)])
+        for stream in streams:
+            os.close(stream)
         return pid
+
+    def _new(self, name):
+        return os.open(self.dir / name, os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o644)
 
     def run(self, *arguments, settle=True, **options):
         """Runs the program to its end, and with `settle` also the processes it leaves."""
         # Before the start: a quick run's own processes may be adopted as soon as it returns.
         others = set(children())
-        pid = self.start(*arguments, **options)
-        status = wait_for_end(pid)
-        result = Result(os.waitstatus_to_exitcode(status), b"", b"", pid)
-        if settle:
-            result.orphans = self.settle(others)
-        result.out = (self.dir / "out").read_bytes()
-        result.err = (self.dir / "err").read_bytes()
-        return result
+        return self.finish(self.start(*arguments, **options), others if settle else None)
+
+    def finish(self, pid, others=None):
+        """Waits for a run, and for every process that it leaves if `others` tells which are not
+        its own."""
+        status = os.waitstatus_to_exitcode(wait_for_end(pid))
+        orphans = {} if others is None else self.settle(others)
+        return Result(status, (self.dir / "out").read_bytes(), (self.dir / "err").read_bytes(),
+                      pid, orphans)
 
     def settle(self, others=()):
         """Waits for every adopted process to end; returns their exit codes by pid."""

@@ -16,6 +16,8 @@ MS_RDONLY = 1
 MS_REMOUNT = 32
 MNT_DETACH = 2
 PAGE = 4096
+# Somebody who is not root and not the owner of /tmp.
+STRANGER = 65534
 libc = ctypes.CDLL(None, use_errno=True)
 
 
@@ -70,6 +72,14 @@ def make_fifo(path):
 def make_link(path, target):
     path.symlink_to(target)
     return path
+
+
+def give_away(path):
+    """Makes a stranger the owner, where there is a stranger."""
+    try:
+        os.lchown(path, STRANGER, STRANGER)
+    except OSError:
+        pytest.skip("no other user is mapped in this user namespace")
 
 
 def make_null(path):

@@ -22,6 +22,8 @@ from pathlib import Path
 
 import pytest
 
+from commands import fill
+
 KEYS = {"name", "args", "files", "missing", "acts", "out", "err", "status", "calls", "service",
         "errors"}
 
@@ -32,12 +34,6 @@ def load():
             unknown = case.keys() - KEYS
             assert not unknown, f"{path.name}: {case['name']}: {unknown}"
             yield pytest.param(case, id=f"{path.stem}: {case['name']}")
-
-
-def fill(host, value):
-    if isinstance(value, list):
-        return [fill(host, item) for item in value]
-    return value.replace("{dir}", str(host.dir)).replace("{kav}", str(host.kav))
 
 
 @pytest.mark.parametrize("case", load())

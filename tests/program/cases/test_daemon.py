@@ -1,8 +1,10 @@
-"""The processes of a daemon start: their kinship, streams, signals and inherited state."""
+"""One run of a service's program: the processes of a start, what they inherit, what they leave."""
 
 import os
 import signal
 from pathlib import Path
+
+import pytest
 
 from host import children, errors_file, wait_until
 
@@ -18,30 +20,15 @@ def only_report(host, name="other"):
 
 
 def test_the_invoking_process_ends_while_the_service_runs(host):
+    Path("/tmp/zrckav_other_errors").write_text("7")
     host.act("other", f"serve {host.dir}/pid")
     result = start(host, settle=False)
     assert (result.status, result.out, result.err) == (0, b"", b"")
     wait_until((host.dir / "pid").exists, "the service's pid file")
+    assert errors_file("other") is None
     os.kill(int((host.dir / "pid").read_text()), signal.SIGTERM)
     host.settle()
     assert errors_file("other") == "0"
-
-
-def test_the_service_has_three_null_streams(host):
-    start(host)
-    assert only_report(host).fds == {0: "/dev/null", 1: "/dev/null", 2: "/dev/null"}
-
-
-def test_the_service_has_three_null_streams_whichever_were_closed(host):
-    for closed in range(8):
-        def close_streams(closed=closed):
-            for stream in range(3):
-                if closed & 1 << stream:
-                    os.close(stream)
-
-        start(host, prepare=close_streams)
-        report = host.reports("other")[-1]
-        assert {n: report.fds.get(n) for n in range(3)} == dict.fromkeys(range(3), "/dev/null")
 
 
 def test_the_service_is_in_a_session_of_its_own_and_not_its_leader(host):
@@ -60,11 +47,6 @@ def test_who_waits_for_whom(host):
     assert service_process in result.orphans
     assert result.orphans[service_process] == 0
     assert int(report.pid) not in result.orphans
-
-
-def test_hangup_stays_ignored_in_the_program(host):
-    start(host)
-    assert int(only_report(host).ignored, 16) & 1 << signal.SIGHUP - 1
 
 
 def test_only_hangup_is_ignored(host):
@@ -109,16 +91,6 @@ def test_working_directory_and_umask_stay(host):
     assert only_report(host).umask == "27"
 
 
-def test_environment_is_passed_on(host):
-    start(host, env={**host.env, "MARK": "a b"})
-    assert only_report(host).env == {**host.env, "MARK": "a b"}
-
-
-def test_errors_file_gets_the_umask(host):
-    start(host, prepare=lambda: os.umask(0o027))
-    assert os.stat("/tmp/zrckav_other_errors").st_mode & 0o777 == 0o640
-
-
 def test_the_capture_of_the_pid_file_stays_open_in_the_service(host):
     host.file("pid")
     start(host, f"--service-pidfile={host.dir}/pid")
@@ -127,14 +99,10 @@ def test_the_capture_of_the_pid_file_stays_open_in_the_service(host):
     assert fds[3].startswith("pipe:")
 
 
-def test_the_first_element_is_the_program_path(host):
-    start(host)
-    assert only_report(host).argv == [f"{host.kav}/bin/other"]
-
-
-def test_a_kav_dir_with_a_slash_doubles_it(host):
-    host.run("--start-service", f"--kav-dir={host.kav}/", "--service=other")
-    assert only_report(host).argv == [f"{host.kav}//bin/other"]
+@pytest.mark.parametrize("slash", ["", "/"])
+def test_the_first_element_is_the_program_path_as_it_was_joined(host, slash):
+    host.run("--start-service", f"--kav-dir={host.kav}{slash}", "--service=other")
+    assert only_report(host).argv == [f"{host.kav}{slash}/bin/other"]
 
 
 def test_a_program_that_is_not_executable(host):
@@ -171,22 +139,6 @@ def test_a_stopped_program_counts_as_ended_by_a_signal(host):
     assert errors_file("other") is None
     os.kill(program, signal.SIGKILL)
     host.settle()
-
-
-def test_an_old_errors_file_is_gone_while_the_program_runs(host):
-    start(host)
-    assert errors_file("other") == "0"
-    host.act("other", "die 15")
-    start(host)
-    assert errors_file("other") is None
-
-
-def test_a_skipped_statistics_run_removes_the_old_errors_file(host):
-    config = host.file("conf")
-    start(host, f"--config-file={config}", "--no-daemon=1", service="parse_avstat.pl")
-    assert errors_file("parse_avstat.pl") == "0"
-    start(host, "--no-daemon=1", service="parse_avstat.pl")
-    assert errors_file("parse_avstat.pl") is None
 
 
 def test_every_exit_code_is_recorded(host):

@@ -4,19 +4,19 @@ run ends with one of them."""
 import contextlib
 import os
 import signal
-from pathlib import Path
 
 import pytest
 
-from host import PROBE, wait_for_end, wait_until
-from runs import Answer, spawn, together
+from commands import state_of
+from host import wait_for_end, wait_until
+from runs import together
 
-DONE = Answer(0, "")
-RUNNING = Answer(1, "Service is running already\n")
-STOPPED = Answer(1, "Service is stopped already\n")
-NOT_RELOADED = Answer(1, "Service reloading failed\n")
+DONE = (0, "")
+RUNNING = (1, "Service is running already\n")
+STOPPED = (1, "Service is stopped already\n")
+NOT_RELOADED = (1, "Service reloading failed\n")
 # The pid file was there for the query of its status, and gone for its cat.
-VANISHED = Answer(1, "Error\n")
+VANISHED = (1, "Error\n")
 ROUNDS = 40
 
 
@@ -41,13 +41,10 @@ def start(host):
 def is_ready(pid):
     """Whether a server has come to its handlers, or has ended: before them the signal that it is
     sent ends it as it ends any program."""
-    try:
-        status = Path(f"/proc/{pid}/status").read_text()
-    except (FileNotFoundError, ProcessLookupError):
-        return True
-    values = dict(line.split(":\t", 1) for line in status.splitlines() if ":\t" in line)
-    return values["State"].startswith("Z") or bool(
-        int(values["SigCgt"], 16) >> (signal.SIGTERM - 1) & 1)
+    with contextlib.suppress(FileNotFoundError, ProcessLookupError):
+        return state_of(pid, "State").startswith("Z") or \
+            bool(int(state_of(pid, "SigCgt"), 16) >> signal.SIGTERM - 1 & 1)
+    return True
 
 
 def end_all(host, started):
@@ -122,67 +119,47 @@ def test_restart_against_restart(racing):
 
 
 class Reload:
-    """A server of its own, and the reload of it that is under way."""
+    """A server of its own, and the reload and the stop of it that are under way."""
 
     def __init__(self, host, number):
-        self.host, self.number = host, number
-        self.pid_file = host.dir / f"pid{number}"
-        self.said = host.dir / f"said{number}"
-        self.server = os.posix_spawn(
-            PROBE, ["probe", "serve", str(self.pid_file), "remove"], host.env, file_actions=[
-                (os.POSIX_SPAWN_OPEN, 1, str(self.said), os.O_WRONLY | os.O_CREAT, 0o644)])
-        wait_until(self.pid_file.exists, "the server's pid file")
-        self.pid = self.stop_pid = None
+        self.host, self.number, self.runs = host, number, {}
+        pid_file = host.dir / f"pid{number}"
+        self.server = host.process("serve", str(pid_file), "remove", out=f"said{number}")
+        wait_until(pid_file.exists, "the server's pid file")
 
-    def begin(self):
-        self.pid = self._run("--restart-service", "reload")
-
-    def stop(self):
-        self.stop_pid = self._run("--kill-service", "stop")
-
-    def _run(self, name, out):
-        arguments = command(self.host, name, "aveserver", self.pid_file.name)
-        return spawn(self.host, arguments, str(self.host.dir / f"{out}{self.number}"))
+    def begin(self, name):
+        arguments = command(self.host, name, "aveserver", f"pid{self.number}")
+        self.runs[name] = self.host.start(*arguments, out=f"{name}{self.number}")
 
     def is_reached(self):
-        return "HUP" in self.said.read_text()
+        return "HUP" in (self.host.dir / f"said{self.number}").read_text()
 
-    def end(self):
-        """The answers of the stop, if any, and of the reload."""
-        answers = []
-        for pid, out in ((self.stop_pid, "stop"), (self.pid, "reload")):
-            if pid:
-                status = wait_for_end(pid)
-                text = Path(self.host.dir / f"{out}{self.number}").read_text()
-                answers.append(Answer(os.waitstatus_to_exitcode(status), text))
-        return answers
+    def answer(self, name):
+        status = wait_for_end(self.runs[name])
+        text = (self.host.dir / f"{name}{self.number}").read_text()
+        return os.waitstatus_to_exitcode(status), text
 
 
 def test_reload_against_stop(racing):
-    """Three kinds at a time, since each takes five seconds: left alone, stopped at the same time,
-    and stopped when the reload has reached the server."""
-    alone, racers, late = ([Reload(racing, group * 100 + number) for number in range(count)]
-                           for group, count in ((1, 4), (2, 24), (3, 8)))
-    for reload in alone + late:
-        reload.begin()
+    """Two kinds at a time, since each takes five seconds: stopped at the same time, and stopped
+    when the reload has reached the server."""
+    reloads = [Reload(racing, number) for number in range(32)]
+    late, racers = reloads[:8], reloads[8:]
+    for reload in late:
+        reload.begin("--restart-service")
     for reload in racers:
-        reload.begin()
-        reload.stop()
+        reload.begin("--restart-service")
+        reload.begin("--kill-service")
     for reload in late:
         wait_until(reload.is_reached, "the reload")
-        reload.stop()
-    for reload in late + racers:
+        reload.begin("--kill-service")
+    for reload in reloads:
         # Reaped at once: a dead process that nobody has waited for counts as alive.
         assert wait_for_end(reload.server) == 0
 
-    assert [reload.end() for reload in alone] == [[DONE]] * 4
-    assert [reload.end() for reload in late] == [[DONE, NOT_RELOADED]] * 8
-    for reload in racers:
-        stopped, reloaded = reload.end()
-        assert stopped == DONE
-        # Found nothing at all: then it started the server anew.
-        assert reloaded in (NOT_RELOADED, VANISHED, DONE)
-    for reload in alone:
-        os.kill(reload.server, signal.SIGTERM)
-        assert wait_for_end(reload.server) == 0
+    assert [reload.answer("--kill-service") for reload in reloads] == [DONE] * 32
+    assert [reload.answer("--restart-service") for reload in late] == [NOT_RELOADED] * 8
+    # One that found nothing at all started the server anew.
+    assert {reload.answer("--restart-service") for reload in racers} <= \
+        {NOT_RELOADED, VANISHED, DONE}
     racing.settle()

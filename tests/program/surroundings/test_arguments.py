@@ -38,8 +38,7 @@ def longest(option):
     ([longest("--help=")], 1, "Unknown option '--help'\n"),
 ], ids=range(12))
 def test_the_longest_argument(host, arguments, status, out):
-    result = host.run(*arguments)
-    assert (result.status, result.out.decode()) == (status, out)
+    assert host.run(*arguments).answer == (status, out)
 
 
 def test_the_longest_value_reaches_the_program_whole(host):
@@ -54,12 +53,10 @@ def test_a_value_that_becomes_too_long_with_its_prefix(host):
     """The statistics folder's argument is longer than the value that it is made of: what the
     command line could hold cannot be passed on."""
     kav = str(host.kav) + "/." * ((4090 - len(str(host.kav)) - len("/bin/parse_avstat.pl")) // 2)
-    result = host.run("--start-service", f"--kav-dir={kav}", "--service=parse_avstat.pl",
-                      f"--config-file={host.file('conf')}", "--no-daemon=1")
-    assert (result.status, result.out) == (0, b"")
-    result = host.run("--start-service", longest("--kav-dir=/"), "--service=parse_avstat.pl",
-                      f"--config-file={host.dir}/conf", "--no-daemon=1")
-    assert (result.status, result.out.decode()) == (1, TOO_LONG + "Service failed\n")
+    more = ("--service=parse_avstat.pl", f"--config-file={host.file('conf')}", "--no-daemon=1")
+    assert host.run("--start-service", f"--kav-dir={kav}", *more).answer == (0, "")
+    assert host.run("--start-service", longest("--kav-dir=/"), *more).answer == \
+        (1, TOO_LONG + "Service failed\n")
 
 
 @pytest.mark.parametrize("filler", ["x" * LONGEST, "x" * 1000, "x", "-h", ""],
@@ -69,54 +66,47 @@ def test_a_command_line_near_the_kernels_limit(host, filler):
     room = os.sysconf("SC_ARG_MAX") - 16384
     fillers = [filler] * (room // (len(filler) + 1 + 8))
     assert len(fillers) * (len(filler) + 1 + 8) > room * 9 // 10
-    result = host.run("--check-install", f"--kav-dir={host.kav}", *fillers)
-    if filler == "-h":
-        assert (result.status, result.out) == (1, b"Unknown option '-h'\n")
-    else:
-        assert (result.status, result.out) == (0, b"Kaspersky Anti-Virus server is installed\n")
+    expected = unknown("-h") if filler == "-h" else \
+        (0, "Kaspersky Anti-Virus server is installed\n")
+    assert host.run("--check-install", f"--kav-dir={host.kav}", *fillers).answer == expected
 
 
 BYTES = [bytes([value]) for value in range(1, 256)]
-# A slash is in no file name.
-FILE_BYTES = [byte for byte in BYTES if byte != b"/"]
+# All that a file name may hold, which is as long as one may be.
+NAME = b"".join(BYTES).replace(b"/", b"")
 
 
 def test_every_byte_in_a_file_name(host):
-    directory = os.fsencode(host.dir)
-    for byte in FILE_BYTES:
-        path, copy = directory + b"/" + byte + b"name", directory + b"/copy" + byte
-        with open(path, "wb") as file:
-            file.write(byte)
-        host.env["PATH"] = "/usr/bin:/bin"
-        shown = host.run("--config-file-content", b"--file=" + path)
-        assert (shown.status, shown.out, shown.err) == (0, byte, b"")
-        saved = host.run("--save-to-config-file", b"--file=" + path, b"--config-file=" + copy)
-        assert (saved.status, saved.out, saved.err) == (0, b"", b"")
-        with open(copy, "rb") as file:
-            assert file.read() == byte
-        host.run("--delete-file", b"--file=" + path)
-        assert not os.path.exists(path)
+    host.env["PATH"] = "/usr/bin:/bin"
+    path, copy = os.fsencode(host.dir) + b"/" + NAME, os.fsencode(host.dir) + b"/" + NAME[::-1]
+    with open(path, "wb") as file:
+        file.write(NAME)
+    shown = host.run("--config-file-content", b"--file=" + path)
+    assert (shown.status, shown.out, shown.err) == (0, NAME, b"")
+    saved = host.run("--save-to-config-file", b"--file=" + path, b"--config-file=" + copy)
+    assert (saved.answer, saved.err) == ((0, ""), b"")
+    with open(copy, "rb") as file:
+        assert file.read() == NAME
+    host.run("--delete-file", b"--file=" + path)
+    assert not os.path.exists(path) and os.path.exists(copy)
 
 
 def test_every_byte_in_a_value(host):
-    for byte in BYTES:
-        value = b"a" + byte + b"b" + byte
-        host.run("--start-service", f"--kav-dir={host.kav}", "--service=other",
-                 b"--config-file=" + value, "--no-daemon=1")
-        (report,) = host.reports("other")
-        assert os.fsencode(report.argv[2]) == value
-        (host.record / f"other.{report.pid}").unlink()
+    value = b"".join(BYTES)
+    host.run("--start-service", f"--kav-dir={host.kav}", "--service=other",
+             b"--config-file=" + value, "--no-daemon=1")
+    (report,) = host.reports("other")
+    assert os.fsencode(report.argv[2]) == value
 
 
-def test_every_byte_in_the_name_of_a_service(host):
-    host.env["PATH"] = "/usr/bin:/bin"
-    for byte in FILE_BYTES:
-        name = b"s" + byte
-        os.symlink("/bin/true", os.fsencode(host.kav) + b"/bin/" + name)
-        result = host.run("--start-service", f"--kav-dir={host.kav}", b"--service=" + name,
-                          "--no-daemon=1")
-        assert (result.status, result.out, result.err) == (0, b"", b"")
-        assert errors_file(os.fsdecode(name)) == "0"
+@pytest.mark.parametrize("name", [NAME[:127], NAME[127:]], ids=["first", "second"])
+def test_every_byte_in_the_name_of_a_service(host, name):
+    """In halves: the errors file's name is longer than the service's."""
+    os.symlink("/bin/true", os.fsencode(host.kav) + b"/bin/" + name)
+    result = host.run("--start-service", f"--kav-dir={host.kav}", b"--service=" + name,
+                      "--no-daemon=1")
+    assert (result.answer, result.err) == ((0, ""), b"")
+    assert errors_file(os.fsdecode(name)) == "0"
 
 
 def unknown(text):

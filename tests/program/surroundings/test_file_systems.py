@@ -5,6 +5,7 @@ from pathlib import Path
 
 import pytest
 
+from host import errors_file
 from special_files import PAGE, file_system, fill, listing, make_read_only
 
 SERVICE = "place/other"
@@ -77,47 +78,29 @@ def start(host, mode):
 MODES = pytest.mark.parametrize("mode", ["--no-daemon=1", "--no-daemon"])
 
 
-@MODES
-def test_the_errors_file_on_a_file_system_that_works(host, errors_disk, mode):
-    ERRORS.write_text("7")
-    assert (start(host, mode).status, ERRORS.read_text()) == (0, "0")
-
-
+# What an earlier run left, what happens to the file system, and what this run leaves.
 @MODES
 @pytest.mark.parametrize("code", [0, 3])
-def test_a_read_only_errors_file_keeps_what_an_earlier_run_left(host, errors_disk, mode, code):
-    ERRORS.write_text("7")
-    make_read_only(errors_disk)
+@pytest.mark.parametrize("before, happens, left", [
+    ("7", None, "{code}"), ("7", make_read_only, "7"), (None, make_read_only, None),
+    (None, fill, ""),
+], ids=["works", "read-only", "read-only and none", "full"])
+def test_the_errors_file(host, errors_disk, mode, code, before, happens, left):
+    if before:
+        ERRORS.write_text(before)
+    if happens:
+        happens(errors_disk)
     host.act("other", f"exit {code}")
     result = start(host, mode)
     failed = bool(code) and mode == "--no-daemon=1"
-    assert (result.status, result.out) == (int(failed), b"Service failed\n" if failed else b"")
+    assert result.answer == ((1, "Service failed\n") if failed else (0, ""))
     assert (255 in result.orphans.values()) == (bool(code) and not failed)
-    assert ERRORS.read_text() == "7"
-
-
-@MODES
-def test_no_errors_file_on_a_read_only_file_system(host, errors_disk, mode):
-    make_read_only(errors_disk)
-    result = start(host, mode)
-    assert (result.status, result.out) == (0, b"")
-    assert set(result.orphans.values()) <= {0}
-    assert listing(errors_disk) == []
-
-
-@MODES
-def test_the_errors_file_on_a_full_file_system_is_empty(host, errors_disk, mode):
-    fill(errors_disk)
-    result = start(host, mode)
-    assert (result.status, result.out) == (0, b"")
-    assert set(result.orphans.values()) <= {0}
-    assert ERRORS.read_text() == ""
+    assert errors_file(SERVICE) == (left and left.format(code=code))
 
 
 @MODES
 def test_no_errors_file_without_its_folder(host, mode):
     (host.kav / "bin/place").mkdir()
     os.link(host.kav / "bin/other", host.kav / "bin" / SERVICE)
-    result = start(host, mode)
-    assert (result.status, result.out) == (0, b"")
+    assert start(host, mode).answer == (0, "")
     assert not ERRORS.parent.exists()

@@ -1,12 +1,10 @@
 """Signals that the caller ignores or blocks. A program starts with both as its caller had them."""
 
-import os
 import signal
 
 import pytest
 
 from commands import ORDINARY, run
-from host import wait_for_end, wait_until
 
 SIGNALS = (signal.SIGCHLD, signal.SIGPIPE, signal.SIGHUP)
 
@@ -67,37 +65,3 @@ def test_the_program_inherits_it(host, mode, change, key, number):
              prepare=change(number))
     (report,) = host.reports("other")
     assert int(report.values[key], 16) & 1 << number - 1
-
-
-def test_a_server_started_with_hangup_blocked_is_not_reloaded(host):
-    """The reload succeeds all the same: the server is alive, with its SIGHUP waiting."""
-    host.act("aveserver", f"serve {host.dir}/pid")
-    arguments = (f"--kav-dir={host.kav}", "--service=aveserver",
-                 f"--service-pidfile={host.dir}/pid")
-    host.run("--start-service", *arguments, prepare=blocking(signal.SIGHUP), settle=False)
-    wait_until((host.dir / "pid").exists, "the server's pid file")
-    server = int((host.dir / "pid").read_text())
-    result = host.run("--restart-service", *arguments, settle=False)
-    pending = [line for line in open(f"/proc/{server}/status") if line.startswith("ShdPnd")]
-    assert (result.status, result.out) == (0, b"")
-    assert int(pending[0].split()[1], 16) & 1 << signal.SIGHUP - 1
-    os.kill(server, signal.SIGTERM)
-    host.settle()
-
-
-@pytest.mark.parametrize("disposition, status", [
-    (lambda: signal.signal(signal.SIGPIPE, signal.SIG_DFL), -signal.SIGPIPE),
-    (ignoring(signal.SIGPIPE), 0),
-    (blocking(signal.SIGPIPE), 0),
-], ids=["default", "ignored", "blocked"])
-def test_a_result_that_nobody_reads(host, disposition, status):
-    """The program leaves SIGPIPE to its caller: by default it ends by it, as cat does."""
-    def break_output():
-        disposition()
-        read, write = os.pipe()
-        os.dup2(write, 1)
-        os.close(read)
-
-    host.env["PATH"] = "/usr/bin:/bin"
-    pid = host.start("--check-install", f"--kav-dir={host.kav}", prepare=break_output)
-    assert os.waitstatus_to_exitcode(wait_for_end(pid)) == status

@@ -8,8 +8,8 @@ import pytest
 from commands import stopped_server, was_sent
 from host import errors_file
 from special_files import make_special
-from test_special_files import FAILED, NOTHING, outcome
 
+NOTHING = (0, "")
 KINDS = ("dangling", "looping", "linked", "null", "socket", "folder")
 
 STOPPED = {
@@ -24,7 +24,7 @@ RUNNING = {
     "restart-service": NOTHING,
     "start-service": (1, "Service is running already\n"),
 }
-UNREADABLE = dict.fromkeys(STOPPED, FAILED)
+UNREADABLE = dict.fromkeys(STOPPED, (1, "Error\n"))
 # What a kind means, and whether cat is asked: where the status cannot be queried there is no pid
 # file; where it can, cat tells whether there is text in it, or fails.
 PID_FILES = {
@@ -45,7 +45,7 @@ def test_as_pid_file(host, command, kind):
     result = host.run(f"--{command}", f"--kav-dir={host.kav}", "--service=other",
                       f"--service-pidfile={path}")
 
-    assert outcome(result) == means[command]
+    assert result.answer == means[command]
     assert (result.err == b"") == (means is not UNREADABLE)
     # The pid is read once more than whether there is one.
     assert host.calls() == \
@@ -77,7 +77,7 @@ def test_as_configuration_file(host, service, kind):
     result = host.run("--start-service", f"--kav-dir={host.kav}", f"--service={service}",
                       "--no-daemon=1", f"--config-file={path}")
 
-    assert (outcome(result), result.err) == (NOTHING, b"")
+    assert (result.answer, result.err) == (NOTHING, b"")
     given = arguments(host, service, str(path))
     assert host.calls() == [" ".join([service, *given]), "cat"] * runs
     assert [report.argv for report in host.reports(service)] == \

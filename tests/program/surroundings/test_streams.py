@@ -1,14 +1,16 @@
 """Standard streams that are closed, or that take nothing."""
 
 import os
+import signal
 
 import pytest
 
-from commands import ORDINARY, READERS, run
+from commands import ARGUMENTS, ORDINARY, READERS, fill, run
 from host import wait_for_end
 
-COMBINATIONS = [frozenset(stream for stream in range(3) if bits & 1 << stream)
-                for bits in range(8)]
+each_combination = pytest.mark.parametrize(
+    "closed", [{stream for stream in range(3) if bits & 1 << stream} for bits in range(8)],
+    ids=lambda closed: f"closed{sorted(closed)}")
 
 
 def closing(streams):
@@ -31,29 +33,31 @@ def expected(name, closed):
     return outcome.but(out="") if 1 in closed else outcome
 
 
-@pytest.mark.parametrize("closed", COMBINATIONS, ids=lambda closed: f"closed{sorted(closed)}")
+@each_combination
 @pytest.mark.parametrize("name", ORDINARY)
 def test_closed_streams(host, name, closed):
     assert run(host, name, prepare=closing(closed)) == expected(name, closed)
 
 
-@pytest.mark.parametrize("closed", COMBINATIONS, ids=lambda closed: f"closed{sorted(closed)}")
+@each_combination
 def test_a_failed_program_is_reported_whichever_streams_are_closed(host, closed):
     host.act("other", "exit 3")
     outcome = run(host, "start-foreground", prepare=closing(closed))
     assert (outcome.status, outcome.out) == (1, "" if 1 in closed else "Service failed\n")
 
 
-@pytest.mark.parametrize("closed", COMBINATIONS, ids=lambda closed: f"closed{sorted(closed)}")
-def test_the_capture_of_an_empty_pid_file_leaves_the_daemon_three_null_streams(host, closed):
+@each_combination
+@pytest.mark.parametrize("pid_file", [[], ["--service-pidfile={dir}/pid"]], ids=["none", "empty"])
+def test_a_daemon_has_three_null_streams(host, closed, pid_file):
+    """Whatever place the capture of a pid file leaves its read end in."""
     host.file("pid")
-    host.run("--start-service", f"--kav-dir={host.kav}", "--service=other",
-             f"--service-pidfile={host.dir}/pid", prepare=closing(closed))
-    if {0, 1} <= closed:
+    host.run(*fill(host, ARGUMENTS["start-daemon"] + tuple(pid_file)), prepare=closing(closed))
+    if pid_file and {0, 1} <= closed:
         assert host.reports("other") == []
         return
     (report,) = host.reports("other")
     assert {n: report.fds[n] for n in range(3)} == dict.fromkeys(range(3), "/dev/null")
+    assert len(report.fds) == 3 or pid_file
 
 
 @pytest.mark.parametrize("name", ORDINARY)
@@ -65,31 +69,36 @@ def test_standard_output_on_a_full_device(host, name):
     assert run(host, name, prepare=fill_output) == ORDINARY[name].but(out="")
 
 
+def break_output():
+    read, write = os.pipe()
+    os.dup2(write, 1)
+    os.close(read)
+
+
 @pytest.mark.parametrize("name", ORDINARY)
 def test_standard_output_in_a_pipe_that_nobody_reads(host, name):
     """With SIGPIPE ignored, as the harness leaves it, a broken pipe is like a full device."""
-    def break_output():
-        read, write = os.pipe()
-        os.dup2(write, 1)
-        os.close(read)
-
     assert run(host, name, prepare=break_output) == ORDINARY[name].but(out="")
+
+
+@pytest.mark.parametrize("change, status", [
+    (lambda: signal.signal(signal.SIGPIPE, signal.SIG_DFL), -signal.SIGPIPE),
+    (lambda: signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGPIPE}), 0),
+], ids=["default", "blocked"])
+def test_sigpipe_is_left_to_the_caller(host, change, status):
+    """By default the program ends by it, as cat does."""
+    result = host.run(*fill(host, ARGUMENTS["check-install"]),
+                      prepare=lambda: (signal.signal(signal.SIGPIPE, signal.SIG_DFL),
+                                       change(), break_output()))
+    assert result.status == status
 
 
 def test_standard_output_that_is_not_read_is_waited_for(host):
     """A full pipe: the content is neither lost nor cut when the reader comes at last."""
     content = b"0123456789abcdef" * 65536
     read, write = os.pipe()
-    os.set_inheritable(write, True)
-    # Copied before the harness closes whatever is above 2 in the child.
-    path = host.file("large", content)
-    pid = host.start("--config-file-content", f"--file={path}",
-                     prepare=lambda: os.dup2(os.open(f"/proc/{os.getppid()}/fd/{write}",
-                                                     os.O_WRONLY), 1))
-    received = bytearray(os.read(read, 1))
+    pid = host.start("--config-file-content", f"--file={host.file('large', content)}", out=write)
     os.close(write)
-    while chunk := os.read(read, 65536):
-        received += chunk
-    os.close(read)
+    with open(read, "rb") as pipe:
+        assert pipe.read() == content
     assert wait_for_end(pid) == 0
-    assert received == content

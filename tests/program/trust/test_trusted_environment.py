@@ -1,11 +1,9 @@
 """The caller's environment is handed on, and the loader of whatever runs believes it."""
 
-import subprocess
-
 import pytest
 
 from commands import ARGUMENTS, fill
-from host import PROGRAM
+from limits import has_loader
 
 # Believed by the loader, by an interpreter of scripts, and by nobody.
 # The program looks at none of them: an odd text goes through as a plain one does.
@@ -36,13 +34,6 @@ def test_variables_of_the_caller_reach_the_tool_and_the_server(host, command, re
         {name: [host.env] * (name in reached) for name in ("cat", "cp", "chown", "other")}
 
 
-def has_a_loader(program):
-    headers = subprocess.run(["readelf", "-W", "-l", program], capture_output=True, text=True,
-                             check=True, env={"PATH": "/usr/bin:/bin", "LC_ALL": "C"}).stdout
-    assert " LOAD " in headers
-    return " INTERP " in headers
-
-
 @pytest.mark.parametrize("command, loads", [
     ("help", 0), ("config-file-content", 1), ("save-to-config-file", 2), ("start-foreground", 2),
 ])
@@ -55,4 +46,4 @@ def test_a_library_of_the_caller_is_loaded(plain_host, command, loads):
     result = plain_host.run(*fill(plain_host, ARGUMENTS[command]))
     assert result.status == 0
     # A process that only forks, as the writer of the errors file's text does, loads nothing.
-    assert result.err.count(b"/nowhere/of-the-caller.so") == loads + has_a_loader(PROGRAM)
+    assert result.err.count(b"/nowhere/of-the-caller.so") == loads + has_loader()

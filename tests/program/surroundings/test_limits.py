@@ -1,6 +1,5 @@
-"""RLIMIT_NOFILE, RLIMIT_FSIZE and RLIMIT_AS."""
+"""Little of what a run needs: descriptors, room for files, memory."""
 
-import resource
 import shutil
 import signal
 import subprocess
@@ -8,26 +7,16 @@ import subprocess
 import pytest
 
 from commands import Outcome, ORDINARY, READERS, run
-from host import PROGRAM
+from limits import MEGABYTE, descriptors, has_loader, memory, no_growth
+from special_files import make_link
 
 NO_FILE = "Too many open files\n"
 
 
-def limited(kind, amount):
-    return lambda: resource.setrlimit(kind, (amount, amount))
-
-
-def by_itself(descriptors, *command):
-    """How a system tool ends by itself under the limit."""
-    return subprocess.run(command, preexec_fn=limited(resource.RLIMIT_NOFILE, descriptors),
-                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                          check=False).returncode
-
-
-def has_loader():
-    headers = subprocess.run(["readelf", "-W", "-l", PROGRAM], capture_output=True, text=True,
-                             check=True)
-    return "INTERP" in headers.stdout
+def by_itself(count, *command):
+    """How a system tool ends by itself with so few descriptors."""
+    return subprocess.run(command, preexec_fn=descriptors(count), stdout=subprocess.DEVNULL,
+                          stderr=subprocess.DEVNULL, check=False).returncode
 
 
 def few_descriptors(host, name, count):
@@ -54,16 +43,16 @@ def few_descriptors(host, name, count):
     return outcome
 
 
-@pytest.mark.parametrize("count", range(3, 13))
+@pytest.mark.parametrize("count", range(3, 10))
 @pytest.mark.parametrize("name", ORDINARY)
 def test_few_descriptors(plain_host, name, count):
     expected = few_descriptors(plain_host, name, count)
-    assert run(plain_host, name, prepare=limited(resource.RLIMIT_NOFILE, count)) == expected
+    assert run(plain_host, name, prepare=descriptors(count)) == expected
 
 
-def test_two_descriptors_more_are_enough_for_everything(plain_host):
+def test_the_last_count_of_descriptors_is_enough_for_everything(plain_host):
     """The table above is about too few: with the last of its counts nothing is different."""
-    assert {name: few_descriptors(plain_host, name, 12) for name in ORDINARY} == ORDINARY
+    assert {name: few_descriptors(plain_host, name, 9) for name in ORDINARY} == ORDINARY
 
 
 # Standard output is a file here, and so is what is saved: nothing can be written to either.
@@ -76,48 +65,28 @@ NO_ROOM = {
 }
 
 
+@pytest.mark.parametrize("disposition", [signal.SIG_IGN, signal.SIG_DFL])
 @pytest.mark.parametrize("name", ORDINARY)
-def test_files_may_not_grow(plain_host, name):
-    def prepare():
-        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-        limited(resource.RLIMIT_FSIZE, 0)()
-
-    expected = ORDINARY[name].but(out="", **NO_ROOM.get(name, {}))
-    assert run(plain_host, name, prepare=prepare) == expected
-
-
-@pytest.mark.parametrize("name", ORDINARY)
-def test_files_may_not_grow_on_pain_of_a_signal(plain_host, name):
+def test_files_may_not_grow(plain_host, name, disposition):
     """The signal is the kernel's own and by default ends whoever writes. A cat or cp that it
     ends is a child that was ended by a signal, which the commands do not examine."""
-    def prepare():
-        signal.signal(signal.SIGXFSZ, signal.SIG_DFL)
-        limited(resource.RLIMIT_FSIZE, 0)()
-
     expected = ORDINARY[name].but(out="", **NO_ROOM.get(name, {}))
-    if ORDINARY[name].out and name != "config-file-content":
+    if disposition == signal.SIG_DFL and ORDINARY[name].out and name != "config-file-content":
         expected = expected.but(status=-signal.SIGXFSZ)
-    assert run(plain_host, name, prepare=prepare) == expected
+    assert run(plain_host, name, prepare=no_growth(disposition)) == expected
 
 
-MEGABYTE = 1 << 20
-
-
-@pytest.mark.little_memory
 @pytest.mark.parametrize("name", ORDINARY)
 def test_little_memory_is_enough(plain_host, name):
-    assert run(plain_host, name, prepare=limited(resource.RLIMIT_AS, 32 * MEGABYTE)) == \
-        ORDINARY[name]
+    assert run(plain_host, name, prepare=memory(32 * MEGABYTE)) == ORDINARY[name]
 
 
-@pytest.mark.little_memory
 def test_every_amount_of_memory_has_a_listed_outcome(plain_host):
     """Too little to be started (the kernel's SIGKILL or SIGSEGV, the loader's 127), or to make
     the parser (an abort); then enough. Never a wrong answer."""
     seen = []
     for pages in range(0, 2048, 16):
-        outcome = run(plain_host, "check-install",
-                      prepare=limited(resource.RLIMIT_AS, pages * 4096))
+        outcome = run(plain_host, "check-install", prepare=memory(pages * 4096))
         seen.append("right" if outcome == ORDINARY["check-install"] else
                     "no memory" if outcome == Outcome(1, "Error\n") else
                     "not started" if outcome.out == "" else outcome)
@@ -128,23 +97,14 @@ def test_every_amount_of_memory_has_a_listed_outcome(plain_host):
     assert seen == sorted(seen, key=["not started", "no memory", "right"].index)
 
 
-@pytest.mark.little_memory
-@pytest.mark.parametrize("name", ["service-started", "kill-service", "start-service"])
-def test_a_pid_file_that_does_not_fit_into_memory(plain_host, name):
-    huge = plain_host.file("pid")
-    with open(huge, "ab") as file:
-        file.truncate(256 * MEGABYTE)
-    result = plain_host.run(f"--{name}", f"--kav-dir={plain_host.kav}", "--service=other",
-                            f"--service-pidfile={huge}",
-                            prepare=limited(resource.RLIMIT_AS, 48 * MEGABYTE))
-    assert (result.status, result.out) == (1, b"Error\n")
+@pytest.mark.parametrize("command", ["service-started", "kill-service", "start-service"])
+def test_an_endless_pid_file_ends_with_the_memory(plain_host, command):
+    result = plain_host.run(f"--{command}", f"--kav-dir={plain_host.kav}", "--service=other",
+                            "--service-pidfile=/dev/zero", prepare=memory(48 * MEGABYTE))
+    assert result.answer == (1, "Error\n")
 
 
-@pytest.mark.little_memory
-def test_a_panel_configuration_line_that_does_not_fit_into_memory(plain_host,
-                                                                  panel_configuration):
-    with open(panel_configuration, "wb") as file:
-        file.truncate(256 * MEGABYTE)
-    outcome = run(plain_host, "check-install",
-                  prepare=limited(resource.RLIMIT_AS, 48 * MEGABYTE))
-    assert outcome == ORDINARY["check-install"]
+def test_an_endless_panel_configuration_ends_with_the_memory(plain_host, panel_configuration):
+    make_link(panel_configuration, "/dev/zero")
+    assert run(plain_host, "check-install",
+               prepare=memory(48 * MEGABYTE)) == ORDINARY["check-install"]
