@@ -1,8 +1,25 @@
 #include "zarnic/opt/parsing.h"
 
+#include <algorithm>
 #include <exception>
 
 namespace zarnic::opt {
+
+namespace {
+
+template <class Entry>
+bool isClaimed(const std::vector<const Entry*>& claimed, const Entry* entry) {
+    return std::find(claimed.begin(), claimed.end(), entry) != claimed.end();
+}
+
+template <class Entry>
+void claim(std::vector<const Entry*>& claimed, const Entry* entry) {
+    if (!isClaimed(claimed, entry)) {
+        claimed.push_back(entry);
+    }
+}
+
+}  // namespace
 
 TOParsing::TOParsing(const char* const* argv, int argc)
     : state_(new State(TOpts(argv, argc))) {}
@@ -21,7 +38,7 @@ TOParsing::TResult TOParsing::lopt(const std::string& name, int kind) {
         state.bad = entry;
         entry = nullptr;
     } else {
-        state.queriedLong.insert(name);
+        claim(state.claimedLong, entry);
     }
     return answer(nullptr, entry);
 }
@@ -35,7 +52,7 @@ TOParsing::TResult TOParsing::sopt(char letter) {
         state.missedLong = false;
         state.bits |= nobit;
     } else {
-        state.queriedShort.insert(letter);
+        claim(state.claimedShort, entry);
     }
     return answer(entry, nullptr);
 }
@@ -53,7 +70,7 @@ void TOParsing::clear() {
     // First, so that nothing is raised at the result's release even if the claim below fails.
     state.bits = goodbit;
     if (unsuitable) {
-        state.queriedLong.insert(state.bad->name);
+        claim(state.claimedLong, state.bad);
     }
 }
 
@@ -91,29 +108,29 @@ void TOParsing::check() {
     if (!state_->examined) {
         examine();
     }
-    state_->queriedShort.clear();
-    state_->queriedLong.clear();
+    state_->claimedShort.clear();
+    state_->claimedLong.clear();
     state_->bits = goodbit;
     state_->examined = true;
 }
 
-// Raises the first unclaimed option. Only options that are present are ever recorded as
-// queried, so equal counts mean that all were claimed.
+// Raises the first unclaimed option. Only options that are present are ever claimed, and each
+// once, so equal counts mean that all were claimed.
 void TOParsing::examine() const {
     const State& state = *state_;
     if ((state.mask & unknbit) == 0) {
         return;
     }
-    if (state.options.shortOptions().size() != state.queriedShort.size()) {
+    if (state.options.shortOptions().size() != state.claimedShort.size()) {
         for (const auto& [letter, entry] : state.options.shortOptions()) {
-            if (!state.queriedShort.contains(letter)) {
+            if (!isClaimed(state.claimedShort, &entry)) {
                 throw TUnknSOpt(state.options, entry);
             }
         }
     }
-    if (state.options.longOptions().size() != state.queriedLong.size()) {
+    if (state.options.longOptions().size() != state.claimedLong.size()) {
         for (const auto& [name, entry] : state.options.longOptions()) {
-            if (!state.queriedLong.contains(name)) {
+            if (!isClaimed(state.claimedLong, &entry)) {
                 throw TUnknLOpt(state.options, entry);
             }
         }

@@ -22,8 +22,8 @@
 #pragma once
 
 #include <cstdint>
-#include <set>
 #include <string>
+#include <vector>
 
 #include "zarnic/error/error.h"
 #include "zarnic/opt/options.h"
@@ -103,8 +103,8 @@ class TOParsing {
         char missingShort = 0;
         std::string missingLong;
         const TOpts::LongEntry* bad = nullptr;  // the latest entry whose value did not suit
-        std::set<char, TOpts::SignedOrder> queriedShort;
-        std::set<std::string, TOpts::ByteOrder> queriedLong;
+        std::vector<const TOpts::ShortEntry*> claimedShort;
+        std::vector<const TOpts::LongEntry*> claimedLong;
         bool examined = false;  // check() succeeded and no query came since
     };
 
