@@ -124,8 +124,8 @@ def report(violations):
     """What is wrong, and how each scenario with a violation is run again alone."""
     for scenario, failure, text in dict.fromkeys(violations):
         print(f"VIOLATION in {scenario}: {failure}: {text}")
-    names = ("AVMANAGER", "FAIL_CALL", "ONE_LINE")
-    again = [*(f"{name}={shlex.quote(os.environ[name])}" for name in names),
+    names = ("AVMANAGER_BUILD", "AVMANAGER", "FAIL_CALL", "ONE_LINE")
+    again = [*(f"{name}={shlex.quote(os.environ[name])}" for name in names if name in os.environ),
              sys.executable, "-B", shlex.quote(str(HERE / "run.py")), "--scenario"]
     for scenario in dict.fromkeys(scenario for scenario, _, _ in violations):
         print("Again:", *again, shlex.quote(scenario))
