@@ -35,7 +35,7 @@ ERRORS = {
 # Memory is the C library's to ask for, wherever it does.
 MEMORY = ("brk", "mmap", "mprotect")
 
-# Called with arguments that the kernel always accepts.
+# The kernel always accepts these, with the arguments that programs and libraries give them.
 CANNOT_FAIL = {
     "arch_prctl", "brk-query", "exit_group", "futex", "getpid", "gettid", "munmap", "rt_sigaction",
     "rt_sigprocmask", "set_tid_address", "sysinfo",
