@@ -71,13 +71,12 @@ def test_ignored_child_signal_is_not_reset(host):
     host.act("other", f"serve {host.dir}/pid")
     start(host, settle=False, prepare=lambda: signal.signal(signal.SIGCHLD, signal.SIG_IGN))
     wait_until((host.dir / "pid").exists, "the service's pid file")
-    program = (host.dir / "pid").read_text().strip()
-    stat = Path(f"/proc/{program}/stat").read_text()
-    service = int(stat.rpartition(")")[2].split()[1])
+    report = only_report(host)
+    service = int(report.ppid)
     wait_until(lambda: service in children(), "the adoption of the service process")
-    os.kill(int(program), signal.SIGTERM)
+    os.kill(int(report.pid), signal.SIGTERM)
     assert host.settle()[service] == 255
-    assert int(only_report(host).ignored, 16) & 1 << signal.SIGCHLD - 1
+    assert int(report.ignored, 16) & 1 << signal.SIGCHLD - 1
     assert errors_file("other") is None
 
 
@@ -105,19 +104,14 @@ def test_the_first_element_is_the_program_path_as_it_was_joined(host, slash):
     assert only_report(host).argv == [f"{host.kav}{slash}/bin/other"]
 
 
-def test_a_program_that_is_not_executable(host):
+@pytest.mark.parametrize("more, answer, errors", [
+    ([], (0, ""), "13"), (["--no-daemon=1"], (1, "Permission denied\nService failed\n"), "1"),
+])
+def test_a_program_that_is_not_executable(host, more, answer, errors):
     (host.kav / "bin/other").chmod(0o644)
-    result = start(host)
-    assert (result.status, result.out) == (0, b"")
-    assert 255 in result.orphans.values()
-    assert errors_file("other") == "13"
-
-
-def test_a_program_that_is_not_executable_in_the_foreground(host):
-    (host.kav / "bin/other").chmod(0o644)
-    result = start(host, "--no-daemon=1")
-    assert (result.status, result.out) == (1, b"Permission denied\nService failed\n")
-    assert errors_file("other") == "1"
+    result = start(host, *more)
+    assert (result.answer, errors_file("other")) == (answer, errors)
+    assert (255 in result.orphans.values()) == (more == [])
 
 
 def test_a_program_without_an_interpreter_line_still_runs(host):
