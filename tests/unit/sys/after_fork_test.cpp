@@ -9,6 +9,7 @@
 #include <iostream>
 #include <new>
 
+#include "tests/support/escaped.h"
 #include "tests/unit/sys/runs.h"
 
 namespace {
@@ -57,7 +58,8 @@ TEST_F(AfterFork, ItBecomesTheProgram) {
     });
     EXPECT_TRUE(captured.exited(0));
     EXPECT_EQ(test::reported(captured.out, "pid"), test::reported(captured.out, "own"));
-    EXPECT_EQ(test::reported(captured.out, "argv"), (test::Words{PROBE_PATH, "report"}));
+    EXPECT_EQ(test::reported(captured.out, "argv"),
+              (test::Words{test::escaped(PROBE_PATH), "report"}));
 }
 
 TEST_F(AfterFork, WithSearchABareNameIsFoundThroughPath) {

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "tests/support/escaped.h"
 #include "tests/unit/sys/runs.h"
 #include "zarnic/sys/exec.h"
 
@@ -56,7 +57,7 @@ TEST_F(ExecProgram, ArgumentsArriveExactlyAsGiven) {
 
 TEST_F(ExecProgram, ElementZeroIsTheFirstArgumentItself) {
     EXPECT_EQ(reported(printed(probe({"report"})), "argv"),
-              (test::Words{PROBE_PATH, "report"}));
+              (test::Words{test::escaped(PROBE_PATH), "report"}));
 }
 
 TEST_F(ExecProgram, AFullListArrivesWhole) {
