@@ -173,8 +173,8 @@ TEST_F(ErrorsFile, WithoutCatTheChildWritesTheErrorIntoIt) {
 
 TEST_F(ErrorsFile, ItIsCreatedForOwnerAndGroupToWriteLessTheUmask) {
     for (const auto& [mask, mode] : {std::pair{0U, 0664U}, {077U, 0600U}}) {
-        test::settled([&, mask = mask] {
-            ::umask(mask);
+        test::settled([&, set = mask] {
+            ::umask(set);
             host.enter();
             other()();
         });
