@@ -1,0 +1,50 @@
+"""What the shipped program weighs: in the file, and in memory at each start.
+
+The streams and locales of the C++ library come in by one careless include, and cost half a
+megabyte and some twenty page faults in every command.
+"""
+
+import os
+import re
+import subprocess
+from pathlib import Path
+
+PROGRAM = os.environ["AVMANAGER"]
+EMPTY = os.environ["EMPTY_PROGRAM"]
+STREAMS = re.compile(r"\bstd::(?:__cxx11::)?(?:basic_)?(?:[iof]*stream\b|ios\b|ios_base|streambuf|"
+                     r"filebuf|[io]*stringstream|stringbuf|locale\b|codecvt|collate|ctype|messages|"
+                     r"money|moneypunct|num_get|num_put|numpunct|time_get|time_put)")
+MOST_BYTES = 943_718  # 0.9 MiB
+MOST_FAULTS_OF_OUR_OWN = 6
+
+
+def test_there_are_no_streams_and_locales_in_it():
+    listed = subprocess.run(["nm", "--demangle", PROGRAM + ".debug"], capture_output=True,
+                            text=True, check=True).stdout.splitlines()
+    names = {line.split(maxsplit=2)[-1] for line in listed}
+    assert "main" in names
+    assert sorted(name for name in names if STREAMS.search(name)) == []
+
+
+def test_the_file_is_small():
+    assert Path(PROGRAM).stat().st_size <= MOST_BYTES
+
+
+def faults(*command):
+    """The page faults of a program from its start to its end: the least of several runs, for a
+    file that was read a moment ago is mapped in larger pieces."""
+    def once():
+        to_null = [(os.POSIX_SPAWN_OPEN, 1, "/dev/null", os.O_WRONLY, 0)]
+        pid = os.posix_spawn(command[0], command, {}, file_actions=to_null)
+        _, status, usage = os.wait4(pid, 0)
+        assert status == 0
+        return usage.ru_minflt + usage.ru_majflt
+
+    return min(once() for _ in range(20))
+
+
+def test_a_start_touches_hardly_more_pages_than_an_empty_program(tmp_path):
+    (tmp_path / "bin").mkdir()
+    (tmp_path / "bin/aveserver").touch()
+    ours = faults(PROGRAM, "--check-install", f"--kav-dir={tmp_path}")
+    assert ours <= faults(EMPTY) + MOST_FAULTS_OF_OUR_OWN
