@@ -48,7 +48,8 @@ def reloads(tmp_path_factory):
 def test_restart_of_aveserver_reloads_it(reloads):
     host, server, result = reloads[alive]
     assert (result.answer, result.err) == ((0, ""), b"")
-    assert (host.dir / "process.out").read_text() == "HUP\n"
+    said = host.dir / "process.out"
+    wait_until(lambda: said.read_text() == "HUP\n", "the server's answer")
     assert host.calls() == [f"cat {host.dir}/pid"] * 2
     assert server in children()
 
