@@ -2,6 +2,7 @@
 
 import os
 import signal
+import socket
 
 import pytest
 
@@ -58,6 +59,20 @@ def test_a_daemon_has_three_null_streams(host, closed, pid_file):
     (report,) = host.reports("other")
     assert {n: report.fds[n] for n in range(3)} == dict.fromkeys(range(3), "/dev/null")
     assert len(report.fds) == 3 or pid_file
+
+
+@pytest.mark.parametrize("letters", [1, 1_500, 100_000])
+def test_an_answer_of_any_length_is_one_write(host, letters):
+    """With its line feed: of two, whoever reads might see the first one alone. This kind of
+    socket keeps apart what each write sends."""
+    reader, writer = socket.socketpair(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+    name = "A" * letters
+    pid = host.start(f"--{name}", out=writer.fileno())
+    writer.close()
+    with reader:
+        writes = list(iter(lambda: reader.recv(1 << 20), b""))
+    assert writes == [f"Unknown option '--{name}'\n".encode()]
+    assert os.waitstatus_to_exitcode(wait_for_end(pid)) == 1
 
 
 @pytest.mark.parametrize("name", ORDINARY)
