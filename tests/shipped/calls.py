@@ -12,7 +12,7 @@ from itertools import groupby
 from pathlib import Path
 
 PROGRAM = os.environ["AVMANAGER"]
-EMPTY = os.environ["EMPTY_PROGRAM"]
+EMPTY = os.environ["ONE_LINE"]
 FORKS = {"fork", "vfork", "clone", "clone3"}
 LINE = re.compile(r"(?P<pid>\d+) +(?P<name>\w+)\((?P<rest>.*)")
 RESUMED = re.compile(r"(?P<pid>\d+) +<\.\.\. (?P<name>\w+) resumed>(?P<rest>.*)")

@@ -10,7 +10,7 @@ import subprocess
 from pathlib import Path
 
 PROGRAM = os.environ["AVMANAGER"]
-EMPTY = os.environ["EMPTY_PROGRAM"]
+EMPTY = os.environ["ONE_LINE"]
 STREAMS = re.compile(r"\bstd::(?:__cxx11::)?(?:basic_)?(?:[iof]*stream\b|ios\b|ios_base|streambuf|"
                      r"filebuf|[io]*stringstream|stringbuf|locale\b|codecvt|collate|ctype|messages|"
                      r"money|moneypunct|num_get|num_put|numpunct|time_get|time_put)")

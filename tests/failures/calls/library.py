@@ -1,5 +1,6 @@
-"""What the C library calls for itself, asked of a program of one line (one_line.cpp): it is
-linked as the program is, and so the answer is that of this machine."""
+"""What the C library calls for itself, asked of a program of one line
+(tests/support/one_line.cpp): it is linked as the program is, and so the answer is that of this
+machine."""
 
 import os
 from functools import cache
@@ -19,14 +20,14 @@ def start():
 @cache
 def names():
     """The calls at the start, around a fork, for a text of an error and for more memory."""
-    calls, _ = traced(None, 0, ONE_LINE, "more")
+    calls, _ = traced(None, 0, ONE_LINE, "fork", "more")
     return {call.name for call in calls}
 
 
 @cache
 def end_with(failure):
     """How the program of one line ends with a failure in its start."""
-    _, ends = traced(failure, 0, ONE_LINE, "more")
+    _, ends = traced(failure, 0, ONE_LINE, "fork", "more")
     return ends["1"]
 
 
