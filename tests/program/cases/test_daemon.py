@@ -60,6 +60,17 @@ def test_only_hangup_is_ignored(host):
     assert int(report.blocked, 16) == 0
 
 
+def test_a_hangup_before_the_server_has_its_handler_does_not_end_it(host):
+    """A reload may be asked for that early; in the foreground nothing protects the program."""
+    script = host.file("early", "#!/bin/sh\nkill -HUP $$\nexit 3\n")
+    script.chmod(0o755)
+    host.act("other", f"exec {script}")
+    start(host)
+    assert errors_file("other") == "3"
+    start(host, "--no-daemon=1")
+    assert errors_file("other") is None
+
+
 def test_foreground_leaves_hangup_alone(host):
     start(host, "--no-daemon=1")
     assert not int(only_report(host).ignored, 16) & 1 << signal.SIGHUP - 1
