@@ -13,7 +13,8 @@ namespace {
 constexpr const char* conf_path = "/etc/zrc/zrc.conf";
 constexpr const char* source_name = "conf/autoprepend.cpp";
 
-// Index 0 and the last one are sentinels; the two arrays are parallel.
+// Index 0 and the last one are sentinels; the two arrays are parallel. The names of the arrays
+// stand in the texts of the assertions below, so even the misspelt one stays as it is.
 constexpr const char* theZrcConfArray[] = {
     "_MIN_POSSIBLE_ZRC_CONF_VAR_NAME",
     "ZARNIC_MAILNAMES_D",
@@ -97,7 +98,9 @@ conf_table* loaded_table = nullptr;
 
 bool is_variable(int index) { return index > 0 && index <= last_variable; }
 
-// The value of a valid index: from the cache, or from the file and then kept in the cache.
+// The value of a valid index: from the cache, or from the file and then kept in the cache. A
+// default is never kept there: it would hide a file that appears later, and zrcConfGetByIndex
+// would return it.
 const char* find_value(int index) {
     if (theZrcConfCache[index] == nullptr && zrcConfInit() == 0) {
         theZrcConfCache[index] = conf_get_r(theZrcConfArray[index], loaded_table);
@@ -111,6 +114,8 @@ int zrcConfInit() {
     if (loaded_table != nullptr) {
         return 0;
     }
+    // From the heap, because conf_free_r frees the structure too; zeroed, as the reader wants
+    // it.
     auto* const table = static_cast<conf_table*>(std::calloc(1, sizeof(conf_table)));
     if (table == nullptr) {
         report_error(0, 1,
@@ -121,6 +126,7 @@ int zrcConfInit() {
         conf_free_r(table);
         return -1;
     }
+    // Only a complete table is kept, and never freed: callers hold strings of it.
     loaded_table = table;
     return 0;
 }
@@ -146,8 +152,8 @@ const char* zrcConfGetDefaultByIndex(int index) {
 
 const char* zrcConfGetDefault(const char* name) {
     CONF_ASSERT(name != nullptr, "((void *)0) != name", source_name);
-    // The lower sentinel takes part, the upper one does not: its name is unknown like any
-    // other.
+    // Deliberate: the lower sentinel takes part, and meets the assertion on its index. The
+    // upper one does not: its name is unknown like any other.
     for (int index = 0; index <= last_variable; ++index) {
         if (std::strcmp(name, theZrcConfArray[index]) == 0) {
             return zrcConfGetDefaultByIndex(index);

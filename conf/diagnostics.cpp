@@ -28,6 +28,7 @@ void write_text(FILE* stream, const char* text) {
         std::fputs(name, stream);
         std::fputs(": ", stream);
     }
+    // Not as a format: the text may hold any character.
     std::fputs(text, stream);
     const std::size_t length = std::strlen(text);
     if (length == 0 || text[length - 1] != '\n') {
@@ -36,6 +37,7 @@ void write_text(FILE* stream, const char* text) {
     std::fflush(stream);
 }
 
+// To both streams, because a panel may keep only one of them.
 void write_twice(const char* text) {
     write_text(stderr, text);
     write_text(stdout, text);
@@ -49,6 +51,7 @@ void write_twice(const char* text) {
         return nullptr;
     }
     buffer[0] = '\0';
+    // An argument list can be walked once only, and a long message is formatted twice.
     va_list again;
     va_copy(again, arguments);
     const int length = std::vsnprintf(buffer, buffer_size, format, arguments);
@@ -68,6 +71,7 @@ void write_twice(const char* text) {
 // never lengthened: what the reporter said matters more than the system's text.
 void append_system_error(char* buffer, int error) {
     const std::size_t used = std::strlen(buffer);
+    // A longer message has one byte left, for its end: the addition cannot fit and is undone.
     const std::size_t room = used < buffer_size ? buffer_size - used : 1;
     const int length = std::snprintf(buffer + used, room, "\nSystem error %d: %s", error,
                                      std::strerror(error));
@@ -84,6 +88,7 @@ void set_log_target(const char* target, int level, int facility, int options,
     log_to_console = level < 1 ? 0 : 1;
     log_threshold = level < 1 ? 0 : level;
     if (target == nullptr) {
+        // Closed first: an open log would keep its earlier descriptor.
         ::closelog();
         ::openlog(identity, options | LOG_PID, log_facility);
         message_fn = ::syslog;
@@ -128,6 +133,7 @@ void report_error(int exit_status, int unused, const char* format, ...) {
 }
 
 void vreport_error(int exit_status, int /*unused*/, const char* format, va_list arguments) {
+    // First: the allocation and the formatting may change it.
     const int error = errno;
     char* const buffer = format_message(format, arguments);
     if (buffer == nullptr) {
@@ -142,5 +148,6 @@ void vreport_error(int exit_status, int /*unused*/, const char* format, va_list 
     if (exit_status != 0) {
         std::exit(exit_status);
     }
+    // For callers that report and then look at errno, as the operations that return -1 promise.
     errno = error;
 }

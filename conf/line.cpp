@@ -21,6 +21,8 @@ char* skip_space(char* text) {
 // even length is kept and one of odd length, like a line feed, loses its last character.
 char* find_value_end(char* value) {
     char* marker = nullptr;
+    // From the second character on: the first is neither white space nor "#", as the caller
+    // saw.
     char* end = value + 1;
     for (; *end != '\0' && *end != '#'; ++end) {
         marker = is_space(*end) && marker == nullptr ? end : nullptr;
@@ -47,6 +49,7 @@ conf_line conf_split_line(char* line, char** name, char** value) {
     if (*text == '\0' || *text == '#') {
         return conf_line::value_expected;
     }
+    // The name is cut only here: the two errors above report the line uncut.
     *separator = '\0';
     *find_value_end(text) = '\0';
     *value = text;

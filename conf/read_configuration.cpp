@@ -13,8 +13,10 @@
 
 namespace {
 
-constexpr int report_level = 12;
+constexpr int report_level = 12;  // above the console's first threshold, so that it is silent
 constexpr std::uint64_t initial_capacity = 20;
+// The largest size that is doubled without an overflow, and the largest array whose bytes can
+// still be counted.
 constexpr std::uint64_t largest_doubled = 9223372036854775806U;
 constexpr std::uint64_t largest_capacity = 1152921504606846974U;
 constexpr const char* source_name = "conf/read_configuration.cpp";
@@ -31,7 +33,8 @@ int compare_names(const void* left, const void* right) {
                        static_cast<const conf_entry*>(right)->name);
 }
 
-// Reports first: the channel may change errno.
+// Reports first: the channel may change errno. The text is that of ENOMEM and not of errno,
+// which nothing has set when a capacity is refused without an allocation.
 int out_of_memory(const char* format) {
     message_fn(report_level, format, std::strerror(ENOMEM));
     errno = ENOMEM;
@@ -51,7 +54,8 @@ std::uint64_t next_capacity(const conf_table* pconf) {
 int grow(conf_table* pconf) {
     const std::uint64_t capacity = next_capacity(pconf);
     void* larger = nullptr;
-    // A capacity below the entries: the sum was too large for its type.
+    // A capacity below the entries means that the sum was too large for its type. realloc
+    // leaves the old array as it is when it fails, so nothing is assigned before it is known.
     if (capacity <= largest_capacity && capacity >= pconf->nmemb) {
         larger = std::realloc(pconf->data, capacity * sizeof(conf_entry));
     }
@@ -89,15 +93,19 @@ int add_lines(std::FILE* file, conf_table* pconf, bool* failed_read) {
     std::size_t room = 0;
     int result = 0;
     while (result == 0 && ::getdelim(&line, &room, '\n', file) >= 0) {
-        // A line cut short by a failed read comes first, the failure only after it, without its
-        // errno: what is made of the line must not change it.
+        // After a failed read getdelim first returns the part of the line that it has. Only the
+        // next call fails, and does not set errno again. So the read's errno is kept here,
+        // while the line is handled like any other.
         const int read_error = errno;
         result = add_line(line, pconf);
         if (result == 0 && std::ferror(file) != 0) {
             errno = read_error;
         }
     }
+    // Before free, which may change it.
     const int error = errno;
+    // getdelim returns the same for the end of the file, a failed read and a lack of memory for
+    // the line. Only the first is a good end.
     if (result == 0 && (std::feof(file) == 0 || std::ferror(file) != 0)) {
         *failed_read = true;
         result = -1;
@@ -115,6 +123,7 @@ int conf_init_r(conf_table* pconf) {
         return pconf->nmemb >= pconf->size ? grow(pconf) : 0;
     }
     pconf->data = static_cast<conf_entry*>(std::calloc(initial_capacity, sizeof(conf_entry)));
+    // Deliberately not reported, unlike a refused growth: this is the interface.
     if (pconf->data == nullptr) {
         pconf->size = 0;
         errno = ENOMEM;
@@ -127,9 +136,11 @@ int conf_init_r(conf_table* pconf) {
 }
 
 int conf_add_r(const char* name, const char* value, conf_table* pconf) {
+    // First, because lsearch appends without asking how much room there is.
     if (conf_init_r(pconf) != 0) {
         return -1;
     }
+    // Copies before anything is freed: the caller's value may be the one that is replaced.
     conf_entry added = {::strdup(name), ::strdup(value)};
     if (added.name == nullptr || added.value == nullptr) {
         std::free(added.name);
@@ -144,6 +155,7 @@ int conf_add_r(const char* name, const char* value, conf_table* pconf) {
         pconf->sorted = 0;
         return 0;
     }
+    // The name was there. The order has not changed, so `sorted` stays as it is.
     std::free(entry->value);
     entry->value = added.value;
     std::free(added.name);
@@ -158,6 +170,7 @@ int conf_read_file_r(const char* conf_file, conf_table* pconf) {
     }
     std::FILE* const file = std::fopen(conf_file, "r");
     if (file == nullptr) {
+        // Before the report: the channel may change it, and the caller is to see the open's.
         const int error = errno;
         message_fn(report_level, "unable to open configuration file %s: %s\n", conf_file,
                    std::strerror(error));
@@ -166,7 +179,9 @@ int conf_read_file_r(const char* conf_file, conf_table* pconf) {
     }
     bool failed_read = false;
     const int result = add_lines(file, pconf, &failed_read);
+    // Before fclose and the report, which may change it.
     const int error = errno;
+    // Not after a lack of memory for a pair: this is the interface.
     if (result == 0 || failed_read) {
         conf_finalize_r(pconf);
     }
@@ -201,6 +216,8 @@ void conf_free_r(conf_table* pconf) {
     if (pconf == nullptr) {
         return;
     }
+    // Up to the capacity and not only the entries in use: the slots behind them are zero, and
+    // freeing null does nothing.
     for (std::uint64_t i = 0; pconf->data != nullptr && i < pconf->size; ++i) {
         std::free(pconf->data[i].name);
         std::free(pconf->data[i].value);

@@ -5,6 +5,8 @@
 
 namespace {
 
+// The results are ignored: there is no other stream to report a failed write on, and the exit
+// status tells the outcome all the same.
 void put(const std::string& text) noexcept {
     static_cast<void>(std::fwrite(text.data(), 1, text.size(), stdout));
     static_cast<void>(std::fflush(stdout));

@@ -10,8 +10,9 @@
 
 namespace {
 
-// The parent's end: deliberately exit, and status 0 before anything is known of the service.
-// The panel does not wait for a server to come up; it asks later whether it runs.
+// Ends the parent and goes on in the child. Deliberately with status 0 before anything is known
+// of the service: the panel does not wait for a server to come up, it asks later. By exit and
+// not _exit, as the parent is the program itself and has its exit handlers to run.
 void continueInChild() {
     const pid_t pid = ::fork();
     if (pid == -1) {
@@ -22,8 +23,9 @@ void continueInChild() {
     }
 }
 
-// The service's program inherits this. A reload may be asked for as soon as there is a pid
-// file; a server that has not installed its handler by then would be ended by the SIGHUP.
+// The service's program inherits this through exec. A reload may be asked for as soon as there
+// is a pid file. Were SIGHUP not ignored, it would end a server that has not installed its own
+// handler by then. The result is ignored: sigaction does not fail with these arguments.
 void ignoreHangup() {
     struct sigaction ignore = {};
     ignore.sa_handler = SIG_IGN;
@@ -32,7 +34,8 @@ void ignoreHangup() {
     ::sigaction(SIGHUP, &ignore, nullptr);
 }
 
-// Results are deliberately ignored: without /dev/null the service keeps the streams it has.
+// Results are deliberately ignored: without /dev/null the service keeps the streams it has. No
+// umask or chdir here: the panel decides how services run.
 void nullStreams() {
     const int null = ::open("/dev/null", O_RDWR);
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -48,9 +51,13 @@ void nullStreams() {
 
 void runAsDaemon(zarnic::sys::TExec service) {
     continueInChild();
+    // In a child only: a process that leads its process group, as a command of an interactive
+    // shell does, cannot make a session (setsid(2)).
     ::setsid();
     ignoreHangup();
+    // The leader of a session gets a controlling terminal by opening one; its child does not.
     continueInChild();
+    // Last: until here a failure is to be said on the standard output of the panel.
     nullStreams();
     service.run();
 }

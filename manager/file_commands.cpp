@@ -14,6 +14,9 @@ using zarnic::sys::TExec;
 namespace {
 
 // Runs one of the system's tools to its end. Its exit code is deliberately not examined.
+//
+// Where the tool cannot be started, the child throws and leaves through its own copy of the
+// front end, while this process goes on.
 void runTool(std::initializer_list<std::string> arguments) {
     TEArgs args(el);
     for (const std::string& argument : arguments) {
@@ -28,7 +31,8 @@ bool deleteFile(zarnic::opt::TOParsing parser) {
     const std::string file = requiredValue(parser, "file");
     finishPreamble(parser);
 
-    // Deliberately unexamined: a file that is gone, or that cannot be removed, is not reported.
+    // The result is deliberately ignored: a file that is not there, or that cannot be removed,
+    // is not reported.
     static_cast<void>(::unlink(file.c_str()));
     return true;
 }
@@ -38,7 +42,8 @@ bool configFileContent(zarnic::opt::TOParsing parser) {
     finishPreamble(parser);
 
     struct stat status;
-    // Deliberate: a file that is not there has no content, which is not an error.
+    // Deliberate: a file that is not there has no content, which is not an error. Without this
+    // look, cat would report it on standard error.
     if (::stat(file.c_str(), &status) == 0) {
         runTool({"cat", file});
     }

@@ -14,6 +14,8 @@ namespace {
 // The one server that takes SIGHUP for a request to reload.
 const char* const reloadable_service = "aveserver";
 
+// The run has no program of its own: TFnCall calls the body in the child and ends the child.
+// It also clears the wait bit of the default mode, so nobody waits for the service.
 void startAsDaemon(const TStartKAVService& service) {
     runAsDaemon(TExec(TExec::Preparer(new TFnCall<TStartKAVService>(service))));
 }
@@ -35,7 +37,7 @@ bool startService(TOParsing parser) {
     if (noDaemon.empty()) {
         startAsDaemon(start);
     } else {
-        start();
+        start();  // its result is always 0, and failures are thrown
     }
     return true;
 }
@@ -62,6 +64,8 @@ bool killService(TOParsing parser) {
     if (!isServiceRunning(kavDir, service, pidFile)) {
         throw TUError("Service is stopped already");
     }
+    // Reads the pid file once more. A service that has removed it in between gets no signal,
+    // and the command succeeds all the same.
     termByPidFile(kavDir, service, pidFile);
     return true;
 }
@@ -78,7 +82,8 @@ bool restartService(TOParsing parser) {
         reloadByPidFile(kavDir, service, pidFile);
         return true;
     }
-    // Deliberately without waiting for the old process to end: the two may overlap for a while.
+    // Deliberately without waiting for the old process to end: one that takes long must not
+    // hold up the panel. The two may overlap for a while.
     if (running) {
         termByPidFile(kavDir, service, pidFile);
     }

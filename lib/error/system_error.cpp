@@ -10,6 +10,7 @@ SystemError::SystemError(const std::string& message, int errnoValue)
 
 const char* SystemError::what() const noexcept {
     const char* const base = std::runtime_error::what();
+    // Once composed, the text stays where it is: earlier results of this call point at it.
     if (!composed_.empty()) {
         return composed_.c_str();
     }
@@ -22,6 +23,7 @@ const char* SystemError::what() const noexcept {
         text += std::strerror(errno_);
         composed_.swap(text);
     } catch (...) {
+        // No memory: half an answer is better than std::terminate out of a noexcept function.
         return base;
     }
     return composed_.c_str();

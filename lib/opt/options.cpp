@@ -19,7 +19,8 @@ constexpr auto isNameStart = [](char c) {
 
 constexpr auto isNamePart = [](char c) { return isNameStart(c) || c == '-'; };
 
-// Splits "--name" or "--name=value"; false when the argument is not a long option.
+// Splits "--name" or "--name=value"; false when the argument is not a long option. The two
+// parts point into the argument.
 bool splitLong(std::string_view argument, std::string_view& name, std::string_view& value) {
     if (argument.size() < 3 || !argument.starts_with("--") || !isNameStart(argument[2])) {
         return false;
@@ -30,6 +31,7 @@ bool splitLong(std::string_view argument, std::string_view& name, std::string_vi
     }
     const auto length = static_cast<std::size_t>(end - argument.begin());
     name = argument.substr(2, length - 2);
+    // Without a "=" the name ends where the argument does, and one further would be outside.
     value = argument.substr(std::min(length + 1, argument.size()));
     return true;
 }
@@ -50,24 +52,29 @@ int countArguments(const char* const* argv) {
 }  // namespace
 
 TOpts::TOpts(const char* const* argv, int argc) : parsed_(new Parsed) {
+    // Before Linux 5.18, execve(2) lets a caller give no arguments, not even a program name.
     if (argc < 1 || argv == nullptr || argv[0] == nullptr) {
         return;
     }
     parsed_->programName = argv[0];
     // The entries point into this list, so it must never move once the first one is made.
     parsed_->arguments.reserve(static_cast<std::size_t>(argc) - 1);
+    // Not only up to argc: a null pointer ends argv, whatever the count says.
     for (int i = 1; i < argc && argv[i] != nullptr; ++i) {
         addArgument(*parsed_, argv[i]);
     }
 }
 
-// Counted first: a list that grows by itself would leave the entries pointing at freed strings.
+// Counts first, so that the list is reserved: one that grows by itself would leave the entries
+// pointing at freed strings.
 TOpts::TOpts(const char* const* argv) : TOpts(argv, countArguments(argv)) {}
 
 void TOpts::addArgument(Parsed& parsed, const char* text) {
+    // In the list before anything else: the entry keeps a pointer to this very element.
     const std::string& argument = parsed.arguments.emplace_back(text);
     std::string_view name;
     std::string_view value;
+    // Assigned and not only inserted: the last occurrence of an option wins, with its value.
     if (splitLong(argument, name, value)) {
         LongEntry entry{std::string(name), std::string(value), &argument};
         parsed.longOptions.insert_or_assign(std::string(name), std::move(entry));

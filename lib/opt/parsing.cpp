@@ -7,11 +7,14 @@ namespace zarnic::opt {
 
 namespace {
 
+// Lists and not sets: a command claims a handful of options, and a search among so few is
+// faster than a set that allocates for each.
 template <class Entry>
 bool isClaimed(const std::vector<const Entry*>& claimed, const Entry* entry) {
     return std::find(claimed.begin(), claimed.end(), entry) != claimed.end();
 }
 
+// Once only, because examine() compares counts.
 template <class Entry>
 void claim(std::vector<const Entry*>& claimed, const Entry* entry) {
     if (!isClaimed(claimed, entry)) {
@@ -34,6 +37,7 @@ TOParsing::TResult TOParsing::lopt(const std::string& name, int kind) {
         state.bits |= nobit;
     } else if ((kind == no_arg && !entry->value.empty()) ||
                (kind == req_arg && entry->value.empty())) {
+        // Found, but neither claimed nor answered: clear() may still claim it.
         state.bits |= badbit;
         state.bad = entry;
         entry = nullptr;
@@ -67,21 +71,23 @@ TOParsing::TResult TOParsing::answer(const TOpts::ShortEntry* shortEntry,
 void TOParsing::clear() {
     State& state = *state_;
     const bool unsuitable = state.pending && (state.bits & badbit) != 0;
-    // First, so that nothing is raised at the result's release even if the claim below fails.
+    // First: the claim may fail for lack of memory, and the result must raise nothing then
+    // either.
     state.bits = goodbit;
     if (unsuitable) {
         claim(state.claimedLong, state.bad);
     }
 }
 
-// Runs the pending check. `handle` is given up before a throw, so that the parser state does
-// not outlive its last holder for as long as the error is kept. What the error needs is copied
-// out first.
+// Runs the pending check. Before a throw it releases `handle`, so that the state of a last
+// handle is gone when the error is thrown: this is the interface. `state` dangles from there
+// on, so what the error needs is copied out first.
 void TOParsing::raisePending(TOParsing& handle) {
     State& state = *handle.state_;
     if (!state.pending) {
         return;
     }
+    // Before the throw: each query is checked once, whichever result or check() comes first.
     state.pending = false;
     if (state.raises(nobit)) {
         const bool isLong = state.missedLong;
@@ -94,6 +100,7 @@ void TOParsing::raisePending(TOParsing& handle) {
         throw TNoSOpt(letter);
     }
     if (state.raises(badbit)) {
+        // The entry belongs to the command line, which this handle keeps alive.
         const TOpts options = state.options;
         const TOpts::LongEntry& entry = *state.bad;
         handle.state_.release();
@@ -102,12 +109,16 @@ void TOParsing::raisePending(TOParsing& handle) {
 }
 
 void TOParsing::check() {
+    // The latest query counts as unchecked again: a caller that swallowed its error must not
+    // get past the final check.
     state_->pending = true;
+    // A copy, because raisePending releases the handle that it is given.
     TOParsing latest(*this);
     raisePending(latest);
     if (!state_->examined) {
         examine();
     }
+    // After a failure the claims stay, so that a second check() fails in the same way.
     state_->claimedShort.clear();
     state_->claimedLong.clear();
     state_->bits = goodbit;
@@ -147,7 +158,8 @@ const TOpts& TOParsing::options() const noexcept { return state_->options; }
 
 // NOLINTNEXTLINE(bugprone-exception-escape): the check at release is what results are for
 TOParsing::TResult::~TResult() noexcept(false) {
-    // A second exception during unwinding would end the process.
+    // A second exception during unwinding would end the process. The front end's own results
+    // end so, for every command that fails.
     if (std::uncaught_exceptions() > 0) {
         parser_.state_->pending = false;
         return;

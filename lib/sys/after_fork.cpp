@@ -17,6 +17,10 @@ namespace {
 
 constexpr mode_t new_file_mode = 0664;
 
+// Closes first. When the caller has `target` closed, the pipe may have got its number: the end
+// is closed with it then, and the program runs with that stream closed (docs/deliberate.md).
+// The other end must not stay open: a reader that holds the write end never sees the end of its
+// input.
 void replaceByEnd(int target, int end, int otherEnd) {
     ::close(target);
     ::close(otherEnd);
@@ -31,7 +35,8 @@ void replaceByEnd(int target, int end, int otherEnd) {
     // end with status 0 all the same, not by a signal.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     replaceByWriteEnd(STDOUT_FILENO, pipe);
-    // By stdio: the caller may have told std::cout to throw, or to pad.
+    // By stdio: the caller may have told std::cout to throw, or to pad. What the caller has
+    // left in the buffer of stdout was copied by fork, and goes out before the text.
     static_cast<void>(std::fwrite(text.data(), 1, text.size(), stdout));
     static_cast<void>(std::fflush(stdout));
     std::exit(0);
@@ -64,6 +69,8 @@ void replaceByWriteEnd(int target, const TPipe& pipe) {
     replaceByEnd(target, pipe.writeEnd, pipe.readEnd);
 }
 
+// A process of its own writes, because this one becomes the program that reads: a text longer
+// than the pipe holds could not be written before exec.
 void feedText(const std::string& text) {
     TPipe pipe;
     pipe.open();
@@ -75,11 +82,14 @@ void feedText(const std::string& text) {
     if (writer == 0) {
         writeAndExit(pipe, text);
     }
+    // Only after the fork, for the writer needs the write end. It is a child of the program
+    // then, which does not know of it: init reaps it when the program has ended.
     replaceByReadEnd(STDIN_FILENO, pipe);
 }
 
 int execProgram(const TEArgs& args, bool searchPath) {
-    // Copies, because exec takes writable characters.
+    // Copies, because exec takes writable characters. Kept in `copies`, so that they are freed
+    // when exec fails: the error then goes up through the caller, who may go on for long.
     std::vector<std::unique_ptr<char[]>> copies;
     std::vector<char*> argv;
     copies.reserve(args.size());
@@ -89,13 +99,14 @@ int execProgram(const TEArgs& args, bool searchPath) {
         argv.push_back(copies.back().get());
     }
     argv.push_back(nullptr);
+    // An empty name is ENOENT for exec. A null pointer would be undefined.
     const char* const file = copies.empty() ? "" : argv[0];
     if (searchPath) {
         ::execvp(file, argv.data());
     } else {
         ::execv(file, argv.data());
     }
-    // By value, before the copies are freed.
+    // Into a constant before the copies are freed, which may change errno.
     const int error = errno;
     return error;
 }

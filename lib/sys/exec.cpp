@@ -17,6 +17,7 @@ TExec::TExec(const TEArgs& args, std::uint64_t mode) : args_(args), mode_(mode) 
 
 TExec::TExec(const Preparer& prepare) : mode_(def_mode), prepare_(prepare) {}
 
+// The earlier preparer comes first in the union, so the hooks run in the order of attachment.
 TExec TExec::with(const Preparer& prepare) const {
     TExec copy(*this);
     copy.prepare_ =
@@ -30,6 +31,7 @@ TExec TExec::withMode(std::uint64_t mode) const {
     return copy;
 }
 
+// Deliberately an exclusive or: toggling twice gives the runner back.
 TExec TExec::withModeToggled(std::uint64_t bits) const { return withMode(mode_ ^ bits); }
 
 TExecResult TExec::run() {
@@ -49,6 +51,7 @@ TExecResult TExec::forkAndRun() {
     }
     const pid_t pid = ::fork();
     if (pid < 0) {
+        // Before the hook, which may change it.
         const int error = errno;
         if (prepare != nullptr && !prepare->forkFailed(*this)) {
             return {-1, 0};
@@ -58,6 +61,7 @@ TExecResult TExec::forkAndRun() {
     if (pid > 0) {
         return inParent(pid);
     }
+    // The child. What is thrown from here on goes up its own copy of the caller's stack.
     if (prepare != nullptr) {
         prepare->inChild(*this);
         prepare->beforeExec(*this);
@@ -66,6 +70,7 @@ TExecResult TExec::forkAndRun() {
 }
 
 TExecResult TExec::inParent(pid_t pid) {
+    // Before the mode is looked at: the hook may clear the wait bit, as TFnCall does.
     if (prepare_.get() != nullptr) {
         prepare_->inParent(*this);
     }

@@ -14,6 +14,7 @@ constexpr std::size_t initial_room = 10;
 const std::string too_many = "The number of arguments has exceeded the defined limits";
 const std::string wrong_index = "Wrong index";
 
+// Reserved before anything is inserted: the first additions to a list then do not move it.
 Elements* makeElements(const Elements& source, std::size_t room) {
     auto made = std::make_unique<Elements>();
     made->reserve(std::max(room, initial_room));

@@ -6,6 +6,8 @@ namespace zarnic::sys {
 
 TExecList::TExecList(const TExec& program) : programs_(1, program) {}
 
+// A copy of the last runner alone: its preparer is shared, and must not change for other
+// holders.
 TExecList TExecList::with(const Preparer& prepare) const {
     TExecList copy(*this);
     if (!copy.programs_.empty()) {
@@ -19,6 +21,8 @@ TExecList operator|(const TExecList& left, const TExec& right) {
     if (left.programs().empty()) {
         return right;
     }
+    // One pair for both sides. The left side's run fills it; the right side's run, which comes
+    // later in list order, inherits the descriptors and closes them in the parent.
     const SharedHandle<TPipe> pipe(new TPipe);
     TExecList joined = left.with(Preparer(new TWriteToPipeline(pipe)));
     joined.programs().push_back(right.with(Preparer(new TReadFromPipeline(pipe))));

@@ -40,14 +40,20 @@ void readOutput(std::string& out, int& status, const TExecList& list) {
     if (list.programs().empty()) {
         return;
     }
+    // The capture belongs to the handle; this pointer is valid as long as `running`. Attached
+    // last, it has the last word on a failed fork or exec.
     auto* const capture = new TReadOut;
     TExecList running = list.with(Preparer(capture));
+    // No program is waited for before its output is read: one that fills its pipe would never
+    // end. The modes are those of copies; the caller's runners keep theirs.
     for (TExec& program : running.programs()) {
         program.setMode(program.mode() & mode_mask & ~wait_mode);
     }
     const TExecResult last = runList(running);
+    // Only now: when nothing could be started, the caller keeps its text.
     out.clear();
     readAll(out, capture->readEnd());
+    // The read end is deliberately left open: docs/deliberate.md.
     status = waitChild(last.pid);
 }
 

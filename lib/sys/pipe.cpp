@@ -9,6 +9,7 @@
 namespace zarnic::sys {
 
 void TPipe::open() {
+    // Aside, so that a failed pipe(2) leaves the members as they were.
     int ends[2];
     if (::pipe(ends) < 0) {
         const int error = errno;

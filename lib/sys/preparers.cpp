@@ -11,6 +11,8 @@ void TWriteToPipeline::beforeFork(TExec& /*exec*/) { pipe_->open(); }
 
 void TWriteToPipeline::inChild(TExec& /*exec*/) { replaceByWriteEnd(STDOUT_FILENO, *pipe_); }
 
+// The writer runs already and the reader has its copies. A write end kept open here would hide
+// the end of the writer's output from the reader.
 void TReadFromPipeline::inParent(TExec& /*exec*/) {
     ::close(pipe_->readEnd);
     ::close(pipe_->writeEnd);
@@ -31,6 +33,7 @@ void TRedirectToFile::inChild(TExec& /*exec*/) {
     replaceDescriptor(descriptor_, openForWriting(path_, append_));
 }
 
+// Not replaceDescriptor, which closes the source: as with 2>&1, the source stays open.
 void TRedirect::inChild(TExec& /*exec*/) {
     ::close(target_);
     ::dup2(source_, target_);
@@ -52,6 +55,7 @@ void TUnionPrep::callBoth(void (TPrepare::*hook)(TExec&), TExec& exec) {
     }
 }
 
+// The first is asked too, for what its hook does, but its answer is deliberately ignored.
 bool TUnionPrep::askBoth(bool (TPrepare::*hook)(TExec&), TExec& exec) {
     if (first_.get() != nullptr) {
         (first_.get()->*hook)(exec);

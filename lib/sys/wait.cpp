@@ -17,6 +17,8 @@ int waitOnce(pid_t pid) {
     return status;
 }
 
+// A child that is gone already was reaped by somebody else, or the caller ignores SIGCHLD. Its
+// exit code is lost, and deliberately counts as a good end.
 int waitChild(pid_t pid) {
     for (;;) {
         try {
