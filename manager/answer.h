@@ -5,7 +5,7 @@
 
 #include <string>
 
-// Takes the buffer from standard output, which would cut a long line in two. To be called
+// Takes the buffer away from standard output, because it would cut a long line in two. Call it
 // before anything is written there (setvbuf(3)).
 void writeAnswersAtOnce();
 
@@ -14,6 +14,6 @@ void writeAnswersAtOnce();
 // the outcome all the same. Never throws: without memory for line and line feed together, they
 // are written one after the other.
 //
-// By stdio and not std::cout: the stream library and its locales make the program larger by
-// half, and its start by a dozen page faults.
+// By stdio and not std::cout: the stream library and its locales make the program three
+// quarters larger, and including <iostream> has them made before main, in every command.
 void answer(const std::string& line) noexcept;

@@ -2,10 +2,10 @@
 // options, and returns true or throws: the option parser's errors for a wrong command line,
 // before anything else is done, and otherwise as said here.
 //
-// Where a command runs a program, it also throws what the runner throws:
-// zarnic::sys::TSysCallErr for a failed fork or wait, and in the child, which comes back up the
-// same way, for a program that cannot be started. Where it reads the pid file, also what
-// readPidFile throws.
+// A command that runs a program also throws what the runner throws: zarnic::sys::TSysCallErr
+// for a failed fork or wait and, in the child, for a program that cannot be started. The child
+// comes back up through the same command and ends in its own copy of the front end. A command
+// that reads the pid file also throws what readPidFile throws (running_service.h).
 
 #pragma once
 
@@ -15,9 +15,9 @@
 bool checkInstall(zarnic::opt::TOParsing parser);
 
 // start-service: starts `service` as a daemon, or in the foreground with `no-daemon`. A daemon
-// start ends the calling process with exit(0); what returns is the detached process. Throws
-// TUError when it is running and when a fork of the daemon fails, and what the body of the
-// start throws (manager.h) in the foreground.
+// start ends the calling process with exit(0), and only the detached process returns
+// (daemon.h). Throws TUError when the service is running already, and what runAsDaemon throws;
+// in the foreground what TStartKAVService throws (manager.h).
 bool startService(zarnic::opt::TOParsing parser);
 
 // service-started: prints that the service is started, or throws TUError.

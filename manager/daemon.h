@@ -4,10 +4,12 @@
 
 #include "zarnic/sys/exec.h"
 
-// Runs `service` in a detached grandchild and returns there: in a session of its own, SIGHUP
-// ignored, standard streams on /dev/null; working directory and umask stay. The calling process
-// and the child between them end with exit(0) and do not return.
+// Goes on in a grandchild, runs `service` there, and returns there. The grandchild belongs to a
+// new session, ignores SIGHUP and has its standard streams on /dev/null. Working directory and
+// umask stay. The calling process and the child in between, the session leader, end with
+// exit(0) and do not return.
 //
-// Throws TUError "Unable to run as daemon" when a fork fails: from the calling process for the
-// first one, from its child for the second. Throws what the run throws.
+// Throws TUError "Unable to run as daemon" when one of the two forks fails: in the calling
+// process for the first, in the session leader for the second. In the grandchild, throws what
+// the run throws.
 void runAsDaemon(zarnic::sys::TExec service);

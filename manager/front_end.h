@@ -6,7 +6,7 @@
 // given, 1 after any error, which is written as one line to standard output. Throws only
 // std::bad_alloc from creating the option parser.
 //
-// More processes than the calling one may return from it: a daemon start ends the calling
-// process with exit(0) and returns in the detached one, and a child whose program cannot be
-// started returns its own status 1. What stands behind the call must not mind that.
+// Other processes than the calling one may return from it. A daemon start ends the calling
+// process with exit(0) and returns in the detached one. A child whose program cannot be started
+// returns its own status 1. So code after the call may run in each of these.
 int runCommandLine(int argc, const char* const* argv);

@@ -1,8 +1,9 @@
 // The anti-virus manager's own types, shared by its commands.
 //
 // Reading order: front_end.cpp (which command), preamble.h (what every command does first), the
-// commands in installation.cpp, file_commands.cpp and service_control.cpp, and the body of a
-// service start in service_body.cpp.
+// commands (commands.h) in installation.cpp, file_commands.cpp and service_control.cpp. Those
+// of service control lead on to running_service.h, daemon.h and service_body.cpp, which defines
+// TStartKAVService.
 
 #pragma once
 
@@ -13,8 +14,8 @@
 #include "zarnic/opt/parsing.h"
 
 // A condition that the user is to read. Thrown and caught by value; the front end prints the
-// bare message. Not a zarnic::TError: no library knows it, and a service process that ends by
-// it has status 255, as for any stranger's exception.
+// bare message. Not a zarnic::TError: no library knows it. So TFnCall treats it as any unknown
+// exception, and a service process that it ends has status 255.
 class TUError {
   public:
     // Throws std::bad_alloc when the message cannot be copied.
@@ -38,7 +39,7 @@ class TUError {
     std::string message_;
 };
 
-// A command: true means handled, false declines and lets dispatch go on. Failure is thrown.
+// A command: true means handled, false declines and lets dispatch go on. Failures are thrown.
 using CommandHandler = bool (*)(zarnic::opt::TOParsing parser);
 
 // The start parameters of a service, and the service body as its call operator.

@@ -1,5 +1,5 @@
-// What every command does before it acts: claim the value options in its own order, refuse
-// what nobody claimed, load the panel configuration.
+// What every command but help does before it acts: claim its value options in its own order,
+// refuse what nobody claimed, load the panel configuration.
 //
 //   const std::string file = requiredValue(parser, "file");
 //   const std::string pidFile = optionalValue(parser, "service-pidfile");

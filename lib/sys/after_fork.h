@@ -1,5 +1,5 @@
-// The steps that run in a child between fork and exec. Preparers and the runner are made of
-// them; nothing else of the library runs there.
+// The steps that run in a child between fork and exec. The hooks in preparers.cpp and the
+// runner in exec.cpp are made of them.
 //
 // The process has a single thread, so the child may use the heap: no other thread can have
 // been forked away while it held the allocator's lock. Were a thread ever added, everything
@@ -23,11 +23,10 @@ namespace zarnic::sys {
 // Returns the descriptor, or -1.
 int openForWriting(const std::string& path, bool append);
 
-// Makes `opened` the descriptor `target`, and closes the number `opened`. With -1 the target
-// ends up closed.
+// Makes `target` a copy of `opened`, and closes `opened`. With -1 the target ends up closed.
 void replaceDescriptor(int target, int opened);
 
-// Makes one end of the pipe the descriptor `target`, and closes both numbers of the pipe.
+// Makes `target` a copy of one end of the pipe, and closes both ends themselves.
 void replaceByReadEnd(int target, const TPipe& pipe);
 void replaceByWriteEnd(int target, const TPipe& pipe);
 
@@ -37,8 +36,8 @@ void replaceByWriteEnd(int target, const TPipe& pipe);
 void feedText(const std::string& text);
 
 // Becomes the program args.at(0), found through PATH (execvp) or as a path (execv). Returns
-// only on failure, with errno as the exec left it. An empty list fails as the empty file name
-// does, with ENOENT. Throws std::bad_alloc.
+// only on failure, with the error number that exec left in errno. An empty list fails as an
+// empty file name does, with ENOENT. Throws std::bad_alloc.
 int execProgram(const TEArgs& args, bool searchPath);
 
 }  // namespace zarnic::sys

@@ -7,7 +7,10 @@
 //
 // The file is loaded at the first use and then kept until the process ends: a later change of
 // it is not seen. A load that failed is tried again by the next operation. Returned strings
-// belong to the module. The state is global and unlocked: one thread only.
+// belong to the module and stay valid until the process ends. The state is global and unlocked:
+// one thread only.
+//
+// The name of the file has no meaning of its own; assertions report it as their source.
 
 #pragma once
 
@@ -47,8 +50,9 @@ enum zrc_conf_variable : int {
 };
 
 // Loads the file. Returns 0 when it is loaded, now or earlier, and -1 with errno set when it
-// cannot be. Only a lack of memory for the table itself is reported by report_error, to both
-// standard streams; what the reader reports goes to the silent message channel.
+// cannot be. A lack of memory for the table itself is reported by report_error, to both
+// standard streams. All other failures are the reader's, which reports to the message channel:
+// silent at first (diagnostics.h).
 int zrcConfInit();
 
 // The file's value of any name, which must not be null; null when there is none.

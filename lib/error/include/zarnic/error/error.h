@@ -1,5 +1,7 @@
 // The library error family. Every failure of the option and process libraries is a TError, with
-// two exceptions: what checkedOutput (sys/output.h) and waitChild (sys/wait.h) say of a child.
+// these exceptions: checkedOutput throws std::runtime_error for a child that failed, waitOnce
+// and waitChild throw zarnic::SystemError for a wait that failed, and a lack of memory is
+// std::bad_alloc.
 //
 //   try {
 //       parser.check();
@@ -8,7 +10,8 @@
 //   }
 //
 // Errors are thrown by value and caught by reference. Option errors and argument-list errors
-// are declared with the class that raises them (opt/options.h, opt/parsing.h, sys/exec_args.h).
+// are declared with the class that raises them ("zarnic/opt/options.h", "zarnic/opt/parsing.h",
+// "zarnic/sys/exec_args.h").
 
 #pragma once
 

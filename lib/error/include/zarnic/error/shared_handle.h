@@ -16,8 +16,8 @@
 
 namespace zarnic {
 
-// Shares ownership of one heap-held T. T may be polymorphic; the object is deleted through the
-// T that the handle was made with, so a base class needs a virtual destructor.
+// Shares ownership of one heap-held T. T may be a base class of the object. It then needs a
+// virtual destructor, because the object is deleted as a T.
 template <class T>
 class SharedHandle {
   public:

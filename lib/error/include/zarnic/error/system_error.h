@@ -9,8 +9,8 @@
 //       ...   // any other errno: error.error()
 //   }
 //
-// Deliberately no zarnic::TError: a handler for library errors does not catch it. The manager
-// answers these errors with the single word "Error".
+// Deliberately not a zarnic::TError: a handler for library errors does not catch these. The
+// manager's front end prints the single word "Error" for them.
 
 #pragma once
 

@@ -60,29 +60,34 @@ class TOParsing {
     // all three bits. Throws std::bad_alloc only: parsing errors surface through results.
     TOParsing(const char* const* argv, int argc);
 
-    // Asks for a long option whose value suits `kind`; one that is found counts as claimed.
-    // When it is missing (nobit) or its value does not suit (badbit), it does not.
+    // Asks for a long option whose value suits `kind`. One that is found counts as claimed. One
+    // that is missing (nobit) or whose value does not suit (badbit) does not. Throws
+    // std::bad_alloc only.
     [[nodiscard]] TResult lopt(const std::string& name, int kind);
 
-    // Asks for a short option; one that is found counts as claimed.
+    // Asks for a short option. One that is found counts as claimed. Throws std::bad_alloc only.
     [[nodiscard]] TResult sopt(char letter);
 
     // Forgives the latest query: sets the state to goodbit, so that releasing its result raises
-    // nothing. While that query is unreleased and ended in badbit, its option then counts as
-    // claimed: an optional option with an unsuitable value is ignored, also by check().
+    // nothing. When the query ended in badbit and its result is not released yet, its option
+    // counts as claimed: an optional option with an unsuitable value is ignored, also by
+    // check(). Throws std::bad_alloc from the claim only, after the state is good.
     void clear();
 
-    // Raises the latest query's error if it was not cleared, also when its release already did,
-    // and only if the mask has its bit; then TUnknSOpt or TUnknLOpt for the first option, short
-    // ones first, that no query claimed. On success every claim is forgotten and a new series
-    // of queries may start; until its first query, check() has nothing to examine and succeeds.
-    // After a failure the state stays and check() fails again.
+    // The final check. Throws the latest query's error unless it was cleared or the mask lacks
+    // its bit, also when the release of its result threw it already. Then throws TUnknSOpt or
+    // TUnknLOpt for the first option that no query claimed, short options before long ones.
+    //
+    // On success every claim is forgotten and a new series of queries may start. Until its
+    // first query, check() has nothing to examine and succeeds. After a failure the state and
+    // the claims stay, and check() fails again.
     void check();
 
     // The state bits of the latest query.
     std::uint64_t state() const noexcept;
 
-    // The bits that throw, as iostreams name them. All three at first; others mean nothing.
+    // The exception mask: the bits that throw, named as the streams name it. All three are set
+    // at first. Other bits mean nothing.
     std::uint64_t exceptions() const noexcept;
     void exceptions(std::uint64_t mask) noexcept;
 

@@ -33,8 +33,8 @@ extern const std::string bad_execute_arguments;  // "Bad execute arguments"
 
 // What a run reports.
 struct TExecResult {
-    std::int32_t pid;   // the child; -1 a preparer declined an error; 0 nothing was to run
-    std::int32_t code;  // its exit code; -1 ended by a signal; 0 when nobody waited
+    std::int32_t pid;   // the child; -1: a preparer declined an error; 0: nothing was to run
+    std::int32_t code;  // its exit code; -1: ended by a signal; 0 also when nobody waited
 };
 
 // One program with its arguments, mode and preparer. Copies share arguments and preparer. A
@@ -63,7 +63,7 @@ class TExec : public TAttachments<TExec> {
     const TEArgs& args() const noexcept { return args_; }
     std::uint64_t mode() const noexcept { return mode_; }
 
-    // The preparer, shared with the copies of this runner; null inside when there is none.
+    // The preparer, shared with the copies of this runner; a handle of null when there is none.
     const Preparer& preparer() const noexcept { return prepare_; }
 
     // A copy with one more preparer, whose hooks run after those of the earlier ones. The named

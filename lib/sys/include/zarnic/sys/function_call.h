@@ -23,12 +23,13 @@ class TFnCall : public TExec::TPrepare {
         exec.setMode(exec.mode() & mode_mask & ~TExec::wait_mode);
     }
 
-    // Never returns, so the exec that would follow is never reached; without fork_mode the
-    // process itself ends here. The exit status is the error number of a TSysCallErr, and 255
-    // after any other exception.
+    // Never returns, so the exec that would follow is never reached. Without fork_mode the
+    // process itself ends here. The exit status is the function's result, the error number of a
+    // TSysCallErr, or 255 after any other exception.
     //
-    // Deliberately exit and not _exit: the function may have used standard output and the
-    // program's exit handlers are part of its end.
+    // Deliberately exit and not _exit: the function may have used standard output, and the
+    // program's exit handlers are part of its end. Flush stdout before the run: what its buffer
+    // holds at the fork is written by the child too.
     void beforeExec(TExec& /*exec*/) override { std::exit(call()); }
 
   private:

@@ -23,9 +23,10 @@ namespace zarnic::sys {
 // program cannot decline a failed fork or exec here: there would be nobody to end the text.
 void readOutput(std::string& out, int& status, const TExecList& list);
 
-// As readOutput, and throws std::runtime_error when the last program was ended by a signal,
-// "child failed (status=" RAW-STATUS "): " OUTPUT, or exited with a code other than 0, "child
-// failed (exit code=" CODE "): " OUTPUT. `out` holds the output after these too.
+// As readOutput, and throws std::runtime_error when the last program did not exit with 0:
+//   "child failed (status=" RAW-STATUS "): " OUTPUT   ended by a signal, or only stopped
+//   "child failed (exit code=" CODE "): " OUTPUT      exited with another code
+// `out` holds the output after these too.
 void checkedOutput(std::string& out, const TExecList& list);
 void checkedOutput(std::string& out, const TExec& program);
 

@@ -32,10 +32,12 @@ class TPrepare {
     // In the calling process before fork; only in fork mode.
     virtual void beforeFork(TExec& exec);
 
-    // After a failed fork. False makes run() return pid -1 instead of throwing.
+    // In the calling process after a failed fork. False makes run() return pid -1 and code 0
+    // instead of throwing.
     virtual bool forkFailed(TExec& exec);
 
-    // In the parent right after fork, before it decides whether to wait.
+    // In the parent right after fork, before the mode decides whether it waits: the hook may
+    // change the mode by setMode.
     virtual void inParent(TExec& exec);
 
     // In the child right after fork; only in fork mode.
@@ -44,11 +46,13 @@ class TPrepare {
     // Just before exec: in the child, or in the process itself when not forking.
     virtual void beforeExec(TExec& exec);
 
-    // After exec returned, and so failed. False makes run() return pid -1 instead of throwing.
+    // In the process of beforeExec, after exec returned and so failed. False makes run() return
+    // pid -1 and code 0 instead of throwing: in a forked child, to the child's copy of the
+    // caller.
     virtual bool execFailed(TExec& exec);
 };
 
-// A preparer, shared by the runners that it is attached to; null inside stands for none.
+// A preparer, shared by the runners that it is attached to. A handle of null stands for none.
 using Preparer = SharedHandle<TPrepare>;
 
 }  // namespace zarnic::sys

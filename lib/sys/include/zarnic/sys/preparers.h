@@ -41,8 +41,8 @@ class TWriteToPipeline : public TPrepare {
     SharedHandle<TPipe> pipe_;
 };
 
-// Captures the child's standard output. The read end belongs to nobody: it is never closed
-// here, not by the destructor either, and stays open until the process ends.
+// Captures the child's standard output. The preparer never closes the read end, not even in its
+// destructor: unless the caller closes it, it stays open until the process ends.
 class TReadOut : public TPrepare {
   public:
     void beforeFork(TExec& exec) override;
@@ -57,7 +57,8 @@ class TReadOut : public TPrepare {
 };
 
 // Feeds a text to the child's standard input, through a writer process that the child forks and
-// that nobody waits for.
+// that nobody waits for. The writer is a copy of the caller and writes by stdio: flush stdout
+// before the run, or what its buffer holds goes into the text first.
 class TReadFromStr : public TPrepare {
   public:
     // Copies the text. Throws std::bad_alloc.
@@ -85,7 +86,7 @@ class TRedirectToFile : public TPrepare {
 };
 
 // The target descriptor becomes a copy of the source, which stays open. The target is closed
-// first, so one copied to itself ends up closed.
+// first, so a descriptor that is redirected to itself ends up closed.
 class TRedirect : public TPrepare {
   public:
     // Two descriptor numbers. Never throws.

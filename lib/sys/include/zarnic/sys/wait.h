@@ -1,9 +1,9 @@
-// Waiting for a child, and reading what the wait tells of it.
+// Waiting for a child, and taking its wait status apart.
 //
 //   const int status = waitChild(pid);
 //   if (endedBySignal(status)) { ... } else { use(exitCode(status)); }
 //
-// Everything of the library that takes a raw wait status apart does it here. Its layout is the
+// This is the only place of the library that knows the layout of a raw wait status. It is the
 // kernel's (wait(2)): signal in bits 0-6, core flag in bit 7, exit code in bits 8-15.
 
 #pragma once
@@ -25,7 +25,8 @@ constexpr int exitCode(int status) { return (status >> 8) & 0xff; }
 int waitOnce(pid_t pid);
 
 // The same, but an interrupted wait (EINTR) is repeated, and a child that is not there to be
-// waited for (ECHILD) gives 0, the status of a child that ended well.
+// waited for (ECHILD) gives 0, the status of a child that ended well. Throws waitOnce's other
+// errors.
 int waitChild(pid_t pid);
 
 }  // namespace zarnic::sys
