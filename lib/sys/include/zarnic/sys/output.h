@@ -15,12 +15,15 @@ namespace zarnic::sys {
 // program prints and `status` to its raw wait status. The other programs are not waited for. An
 // interrupted or failed read ends the text. An empty list leaves both as they were.
 //
-// Throws TSysCallErr when a pipe or fork fails and what waitChild (wait.h) throws; in a child
-// whose program cannot be started, what TExec::run throws there comes out here, too. `out` is
-// untouched when nothing could be started, and holds what was read when the wait fails;
-// `status` is untouched after any error. One descriptor, the pipe's read end, deliberately
-// stays open until the process ends; after a failed fork both ends do. Preparers of the last
-// program cannot decline a failed fork or exec here: there would be nobody to end the text.
+// Throws TSysCallErr when a pipe or fork fails, what waitChild (wait.h) throws, and
+// std::bad_alloc. In a child whose program cannot be started, what TExec::run throws there
+// comes out here, too. After an error `status` is untouched. `out` is untouched when nothing
+// could be started, and holds what was read when the reading ran out of memory or the wait
+// failed; the child is not reaped then.
+//
+// The pipe's read end deliberately stays open until the process ends; after a failed fork both
+// ends do. Preparers of the last program cannot decline a failed fork or exec here: there would
+// be nobody to end the text.
 void readOutput(std::string& out, int& status, const TExecList& list);
 
 // As readOutput, and throws std::runtime_error when the last program did not exit with 0:
