@@ -123,7 +123,7 @@ int zrcConfInit() {
         return -1;
     }
     if (conf_read_file_r(conf_path, table) != 0) {
-        conf_free_r(table);
+        conf_free_r(table);  // keeps the read's errno: free(3) of glibc does since 2.33
         return -1;
     }
     // Only a complete table is kept, and never freed: callers hold strings of it.
