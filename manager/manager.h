@@ -50,20 +50,20 @@ class TStartKAVService {
                      const std::string& configurationFile, const std::string& pidFileName);
 
     // Runs the service's program once, waits for its end and records its exit code in the
-    // errors file, "/tmp/zrckav_" SERVICE "_errors". Returns 0, also when the program was
-    // killed or stopped by a signal (the errors file is removed then) and when the statistics
-    // script has no configuration file (nothing runs). A failed removal is ignored.
+    // errors file, "/tmp/zrckav_" SERVICE "_errors". Returns 0, also when a signal killed or
+    // stopped the program: the errors file is removed then. Returns 0 and runs nothing when the
+    // statistics script has no configuration file. A failed removal is ignored.
     //
     // Throws TUError "Service failed" for an exit code other than 0, after recording it, and
     // zarnic::SystemError "waitpid() failed", recording nothing. What the argument list and
-    // the runner throw passes, and the errors file is then as the step before left it.
+    // the runner throw passes through. The errors file is then as the step before left it.
     int operator()();
 
     std::string kavDir;
     std::string service;
     std::string configFile;  // may be empty
     std::string pidFile;     // may be empty
-    struct stat fileStatus;  // scratch space of the body, deliberately never initialised
+    struct stat fileStatus;  // scratch space of the body; deliberately not initialised
 
   private:
     bool exists(const std::string& path);

@@ -30,9 +30,9 @@ using vmessage_function = void (*)(int level, const char* format, va_list argume
 extern int log_threshold;  // console messages of a level above it are dropped; 6 at first
 extern int log_facility;   // the system log's facility; LOG_MAIL at first
 
-// 1 at first. set_log_target sets it to 0 when the level is below 1, or when the target has a
-// name that does not begin with "console" (in any case), and to 1 otherwise. No writer here
-// reads it: it is kept for others.
+// 1 at first. set_log_target sets it to 0 when the level is below 1. It also sets 0 for a
+// target whose name does not begin with "console", in any case of letters. Otherwise it sets 1.
+// Nothing in the module reads it.
 extern int log_to_console;
 
 // When set, its base name and ": " come before every error of report_error. Not copied: it must
@@ -57,14 +57,15 @@ void set_log_target(const char* target, int level, int facility, int options,
 
 // --- errors ---
 
-// Writes the message, and "\nSystem error N: TEXT" when errno is not 0 on entry, to standard
-// error and then to standard output, each with a line feed added if it does not end in one.
-// The addition is left out when message and addition together do not fit 4095 bytes; a longer
-// message is written whole. Ends the process with `exit_status` unless that is 0. The second
-// argument is not used. errno is left unchanged.
+// Writes the message to standard error and then to standard output. When errno is not 0 on
+// entry, "\nSystem error N: TEXT" follows the message. A line feed is added to a text that does
+// not end in one. The system error is left out when it does not fit into 4095 bytes together
+// with the message. A longer message is written whole. Ends the process with `exit_status`
+// unless that is 0. The second argument is not used. errno is left unchanged.
 //
-// Without memory for a long message, its first 4095 bytes are written; without any, "Can't
-// allocate memory for error message" is, and the process ends all the same when it is to.
+// Without memory for a long message, its first 4095 bytes are written. Without any memory,
+// "Can't allocate memory for error message" is written instead. The process ends in these cases
+// too, when `exit_status` asks for it.
 [[gnu::format(printf, 3, 4)]] void report_error(int exit_status, int unused, const char* format,
                                                 ...);
 [[gnu::format(printf, 3, 0)]] void vreport_error(int exit_status, int unused,

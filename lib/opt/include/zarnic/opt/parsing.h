@@ -11,8 +11,9 @@
 //   parser.check();                               // an option that nobody asked for throws
 //
 // A query never throws a parsing error. It leaves a state and a pending check behind, like a
-// stream with state bits and an exception mask, and the check runs when the query's result is
-// released. Whichever result is released first checks the latest query.
+// stream with state bits and an exception mask. The check runs when the query's result is
+// released, that is, when the result ends. Whichever result is released first checks the latest
+// query.
 //
 // So a result's destructor may throw. Do not hold one in a class or a container: their own
 // destructors are noexcept, and the program would end. Do not keep a reference to a chained

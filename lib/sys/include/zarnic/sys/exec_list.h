@@ -39,10 +39,12 @@ class TExecList : public TAttachments<TExecList> {
 TExecList operator|(const TExecList& left, const TExec& right);
 
 // Runs each program in list order and returns the last one's result; {0, 0} for an empty list.
-// Each run is what TExec::run says: a program in wait mode is waited for before the next one
-// starts, so it must not write more than a pipe holds (64 KiB on Linux, pipe(7)), or it waits
-// for its reader for ever. Errors are those of TExec::run; programs that run already then go
-// on, and a pipe whose reader could not be forked stays open.
+// Each is run by TExec::run, so a program in wait mode is waited for before the next one
+// starts. Such a program must not write more than a pipe holds (64 KiB on Linux, pipe(7)): it
+// would wait for its reader for ever.
+//
+// Throws what TExec::run throws. Programs that run already then go on, and a pipe whose reader
+// could not be forked stays open.
 TExecResult runList(TExecList& list);
 
 }  // namespace zarnic::sys

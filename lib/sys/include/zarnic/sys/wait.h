@@ -24,8 +24,8 @@ constexpr int exitCode(int status) { return (status >> 8) & 0xff; }
 // when the wait fails or is interrupted; the child is then not reaped.
 int waitOnce(pid_t pid);
 
-// The same, but an interrupted wait (EINTR) is repeated, and a child that is not there to be
-// waited for (ECHILD) gives 0, the status of a child that ended well. Throws waitOnce's other
+// The same, but repeats an interrupted wait (EINTR). Returns 0, the status of a child that
+// ended well, for a child that is not there to be waited for (ECHILD). Throws waitOnce's other
 // errors.
 int waitChild(pid_t pid);
 
