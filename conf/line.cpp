@@ -17,8 +17,9 @@ char* skip_space(char* text) {
     return text;
 }
 
-// Deliberate, this is the format: white space toggles the marker, so before the end a run of
-// even length is kept and one of odd length, like a line feed, loses its last character.
+// Deliberate, this is the format: each character of white space toggles the marker. So a run of
+// even length before the end is kept. One of odd length, such as a line feed, loses its last
+// character.
 char* find_value_end(char* value) {
     char* marker = nullptr;
     // From the second character on: the first is neither white space nor "#", as the caller

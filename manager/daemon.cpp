@@ -57,7 +57,7 @@ void runAsDaemon(zarnic::sys::TExec service) {
     ignoreHangup();
     // The leader of a session gets a controlling terminal by opening one; its child does not.
     continueInChild();
-    // Last: until here a failure is to be said on the standard output of the panel.
+    // Last: a failure until here must still reach the standard output of the panel.
     nullStreams();
     service.run();
 }

@@ -55,6 +55,7 @@ int openForWriting(const std::string& path, bool append) {
                   new_file_mode);
 }
 
+// As above, a file that was opened as `target` itself is closed here.
 void replaceDescriptor(int target, int opened) {
     ::close(target);
     ::dup2(opened, target);
@@ -82,14 +83,14 @@ void feedText(const std::string& text) {
     if (writer == 0) {
         writeAndExit(pipe, text);
     }
-    // Only after the fork, for the writer needs the write end. It is a child of the program
-    // then, which does not know of it: init reaps it when the program has ended.
+    // Only after the fork, for the writer needs the write end. The program that this process
+    // becomes does not know of its child: init reaps the writer when the program has ended.
     replaceByReadEnd(STDIN_FILENO, pipe);
 }
 
 int execProgram(const TEArgs& args, bool searchPath) {
-    // Copies, because exec takes writable characters. Kept in `copies`, so that they are freed
-    // when exec fails: the error then goes up through the caller, who may go on for long.
+    // Copies, because exec takes writable characters. `copies` frees them when exec fails: the
+    // error goes up through the caller then, who may go on for long.
     std::vector<std::unique_ptr<char[]>> copies;
     std::vector<char*> argv;
     copies.reserve(args.size());

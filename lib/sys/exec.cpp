@@ -79,7 +79,8 @@ TExecResult TExec::inParent(pid_t pid) {
     }
     int status = 0;
     // Deliberately once: an interrupted wait is an error for the caller to see, not a reason
-    // to wait on without its knowledge.
+    // to wait on without its knowledge. So is the ECHILD that a caller gets who ignores
+    // SIGCHLD, although the child has ended by then. waitChild forgives both.
     if (::waitpid(pid, &status, 0) < 0) {
         const int error = errno;
         throw TSysCallErr(error);

@@ -53,8 +53,8 @@ TEArgs& TEArgs::operator<<(const char* argument) {
 TEArgs& TEArgs::append(TEArgs other) {
     requireRoom(other.size());
     detach(other.size());
-    // First, since an insertion that has to grow moves the old elements away before it copies
-    // the new ones, and loses them when memory for those is refused.
+    // First: an insertion that has to grow moves the old elements away before it copies the new
+    // ones. When memory for a copy is refused, the old ones are lost.
     elements_->reserve(size() + other.size());
     elements_->insert(elements_->end(), other.elements().begin(), other.elements().end());
     return *this;
