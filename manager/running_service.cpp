@@ -21,6 +21,18 @@ constexpr unsigned reload_seconds = 5;
 
 }  // namespace
 
+int pidFromText(const std::string& text) {
+    // strtol sets errno for an overflow and never clears it.
+    errno = 0;
+    const long pid = std::strtol(text.c_str(), nullptr, 10);
+    // strtol returns the nearest long for an overflow. Where a long is as wide as an int, only
+    // errno tells it from a pid, and no process must be signalled for it.
+    if (errno == ERANGE || pid < INT_MIN || pid > INT_MAX) {
+        return 0;
+    }
+    return static_cast<int>(pid);
+}
+
 std::string readPidFile(std::string /*kavDir*/, std::string /*service*/, std::string pidFile) {
     std::string text;
     struct stat status;
@@ -59,16 +71,4 @@ void reloadByPidFile(std::string kavDir, std::string service, std::string pidFil
     if (::kill(pid, 0) != 0) {
         throw TUError("Service reloading failed");
     }
-}
-
-int pidFromText(const std::string& text) {
-    // strtol sets errno for an overflow and never clears it.
-    errno = 0;
-    const long pid = std::strtol(text.c_str(), nullptr, 10);
-    // strtol returns the nearest long for an overflow. Where a long is as wide as an int, only
-    // errno tells it from a pid, and no process must be signalled for it.
-    if (errno == ERANGE || pid < INT_MIN || pid > INT_MAX) {
-        return 0;
-    }
-    return static_cast<int>(pid);
 }

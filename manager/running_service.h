@@ -8,6 +8,10 @@
 
 #include <string>
 
+// The number at the start of a pid file's text, after white space and with its sign. 0, which
+// stands for no process, when there is no number or one that does not fit an int.
+int pidFromText(const std::string& text);
+
 // The pid file's whole text, the line feed included; empty when no pid file is named, when its
 // status cannot be queried, or when it is empty. Each call that runs cat leaves one descriptor
 // open until the process ends (zarnic/sys/output.h). Throws what checkedOutput throws, above
@@ -27,7 +31,3 @@ void termByPidFile(std::string kavDir, std::string service, std::string pidFile)
 // Throws TUError "Service reloading failed" when it is gone or may not be signalled, and as
 // readPidFile.
 void reloadByPidFile(std::string kavDir, std::string service, std::string pidFile);
-
-// The number at the start of a pid file's text, after white space and with its sign. 0, which
-// stands for no process, when there is no number or one that does not fit an int.
-int pidFromText(const std::string& text);

@@ -44,7 +44,7 @@ TOParsing::TResult TOParsing::lopt(const std::string& name, int kind) {
     } else {
         claim(state.claimedLong, entry);
     }
-    return answer(nullptr, entry);
+    return makeResult(nullptr, entry);
 }
 
 TOParsing::TResult TOParsing::sopt(char letter) {
@@ -58,11 +58,11 @@ TOParsing::TResult TOParsing::sopt(char letter) {
     } else {
         claim(state.claimedShort, entry);
     }
-    return answer(entry, nullptr);
+    return makeResult(entry, nullptr);
 }
 
-TOParsing::TResult TOParsing::answer(const TOpts::ShortEntry* shortEntry,
-                                     const TOpts::LongEntry* longEntry) {
+TOParsing::TResult TOParsing::makeResult(const TOpts::ShortEntry* shortEntry,
+                                         const TOpts::LongEntry* longEntry) {
     state_->pending = true;
     state_->examined = false;
     return {shortEntry, longEntry, *this};

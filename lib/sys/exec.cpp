@@ -59,7 +59,7 @@ TExecResult TExec::forkAndRun() {
         throw TSysCallErr(error);
     }
     if (pid > 0) {
-        return inParent(pid);
+        return finishInParent(pid);
     }
     // The child. What is thrown from here on goes up its own copy of the caller's stack.
     if (prepare != nullptr) {
@@ -69,7 +69,7 @@ TExecResult TExec::forkAndRun() {
     return becomeProgram();
 }
 
-TExecResult TExec::inParent(pid_t pid) {
+TExecResult TExec::finishInParent(pid_t pid) {
     // Before the mode is looked at: the hook may clear the wait bit, as TFnCall does.
     if (prepare_.get() != nullptr) {
         prepare_->inParent(*this);

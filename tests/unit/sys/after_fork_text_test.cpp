@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <iostream>
 
 #include "tests/unit/sys/runs.h"
@@ -123,6 +124,13 @@ TEST_F(AfterForkText, TheWriterRunsTheExitHandlers) {
         std::atexit([] { test::writeFile(path, "handled"); });
         EXPECT_EQ(writersStatus(probe({"exit", "0"}).fromText("text"), 0), 0);
         EXPECT_EQ(readFile(path), "handled");
+    });
+}
+
+TEST_F(AfterForkText, WhatTheCallerHasNotWrittenYetComesFirst) {
+    isolated([&] {
+        std::printf("pending ");
+        EXPECT_EQ(throughCat("text"), "pending text");
     });
 }
 

@@ -114,7 +114,7 @@ class TOParsing {
         bool examined = false;  // check() succeeded and no query came since
     };
 
-    TResult answer(const TOpts::ShortEntry* shortEntry, const TOpts::LongEntry* longEntry);
+    TResult makeResult(const TOpts::ShortEntry* shortEntry, const TOpts::LongEntry* longEntry);
     static void raisePending(TOParsing& handle);
     void examine() const;
 

@@ -96,7 +96,7 @@ class TExec : public TAttachments<TExec> {
 
   private:
     TExecResult forkAndRun();
-    TExecResult inParent(pid_t pid);
+    TExecResult finishInParent(pid_t pid);
     TExecResult becomeProgram();
 
     TEArgs args_;
