@@ -89,12 +89,12 @@ def was_sent(pid, number):
     return bool(int(state_of(pid, "ShdPnd"), 16) & 1 << number - 1)
 
 
-def run(host, name, **options):
+def run(host, name, more=(), **options):
     for file, content in (("doomed", ""), ("new", "new text\n"), ("old", "old text\n"),
                           ("nobody", "0\n")):
         host.file(file, content)
     server = stopped_server(host) if "{dir}/pid" in "".join(ARGUMENTS[name]) else None
-    result = host.run(*fill(host, ARGUMENTS[name]), **options)
+    result = host.run(*fill(host, ARGUMENTS[name]), *more, **options)
     outcome = Outcome(result.status, result.out.decode(), effect(host, name, server))
     if server:
         os.kill(server, signal.SIGKILL)

@@ -109,6 +109,16 @@ def test_the_capture_of_the_pid_file_stays_open_in_the_service(host):
     assert fds[3].startswith("pipe:")
 
 
+@pytest.mark.parametrize("service", [
+    "keepup2date2", "keepup2dat", "Keepup2date", "parse_avstat", "parse_avstat.plx",
+])
+def test_names_are_compared_byte_by_byte(host, service):
+    """What only resembles the updater or the statistics script is started as any other."""
+    (host.kav / "bin/other").rename(host.kav / "bin" / service)
+    start(host, "--config-file=/none", f"--service-pidfile={host.dir}/none", service=service)
+    assert host.calls() == [f"{service} -c /none", "cat"]
+
+
 @pytest.mark.parametrize("slash", ["", "/"])
 def test_the_first_element_is_the_program_path_as_it_was_joined(host, slash):
     host.run("--start-service", f"--kav-dir={host.kav}{slash}", "--service=other")
@@ -161,6 +171,12 @@ def test_an_errors_file_of_before_outlives_a_pid_file_that_cannot_be_read(host):
     result = start(host, "--no-daemon=1", f"--service-pidfile={host.file('pid', '1')}")
     assert (result.status, result.out) == (1, b"Error\n")
     assert errors_file("other") == "7"
+
+
+def test_a_foreground_start_ends_after_its_errors_file_is_written(host):
+    host.act("cat", "sleep 0.2; exec /bin/cat")
+    start(host, "--no-daemon=1", settle=False)
+    assert errors_file("other") == "0"
 
 
 def test_the_errors_files_cat_has_a_pipe_and_the_file(host):

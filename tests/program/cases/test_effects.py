@@ -2,7 +2,10 @@
 
 import pytest
 
+from commands import ORDINARY, Outcome, run
 from special_files import give_away
+
+COMMANDLESS = ("nothing", "help", "unknown")
 
 
 def save(host, source, target):
@@ -15,10 +18,11 @@ def test_delete_file_removes_the_file(host):
     assert not path.exists()
 
 
-def test_a_refused_command_line_deletes_nothing(host):
-    path = host.file("kept", "text")
-    assert host.run("--delete-file", f"--file={path}", "--bogus").status == 1
-    assert path.read_text() == "text"
+@pytest.mark.parametrize("name", [name for name in ORDINARY if name not in COMMANDLESS])
+def test_a_refused_command_line_does_nothing(host, name):
+    before = "old text\n" if name == "save-to-config-file" else ""
+    assert run(host, name, more=["-x"]) == Outcome(1, "Unknown option '-x'\n", before)
+    assert host.calls() == []
 
 
 def test_a_server_that_is_not_executable_counts_as_installed(host):
