@@ -1,22 +1,22 @@
 #include "manager/running_service.h"
 
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <climits>
+#include <iostream>
 #include <stdexcept>
 #include <type_traits>
+#include <utility>
 
-#include "tests/unit/manager/host.h"
+#include "manager/manager.h"
 #include "tests/unit/sys/runs.h"
 
-namespace {
+// The linker gives the product this one (--wrap): a sleep that a signal seems to cut short.
+extern "C" unsigned __wrap_sleep(unsigned seconds);
+extern "C" unsigned __wrap_sleep(unsigned seconds) {
+    std::cout << "sleep " << seconds << std::endl;
+    return seconds - 1;
+}
 
-using test::isolated;
-using test::reap;
-using test::settled;
+namespace {
 
 static_assert(
     std::is_same_v<decltype(readPidFile), std::string(std::string, std::string, std::string)>);
@@ -27,159 +27,125 @@ static_assert(
 
 class PidFile : public test::RunTest {
   protected:
-    // What happens with the host's cat, in a child; failures there are failures here.
-    void onHost(const std::function<void()>& body) {
-        isolated([&] {
-            host.enter();
-            body();
-        });
+    // Makes a file of this text; returns its path.
+    std::string file(const std::string& text) const {
+        test::writeFile(dir / "pid", text);
+        return dir / "pid";
     }
 
-    std::string failure(const std::string& path) {
-        try {
-            readPidFile("", "", path);
-        } catch (const zarnic::TError& error) {
-            return "TError";
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-        return "none";
-    }
-
-    test::Host host;
+    test::TempDir dir;
 };
 
-// Waits to be signalled, in a process group of its own, which exists once this returns.
-pid_t target() {
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::setpgid(0, 0);
-        ::signal(SIGTERM, SIG_DFL);
-        for (;;) {
-            ::pause();
-        }
-    }
-    ::setpgid(pid, pid);
-    return pid;
-}
-
 TEST_F(PidFile, TheTextIsReadWholeAndAsItIs) {
-    onHost([&] {
-        for (const std::string text : {"12\n", "12", " 12 \n\n", "\n", "any text\n"}) {
-            EXPECT_EQ(readPidFile("", "", host.file("pid", text)), text);
-        }
-        const std::string bytes("\0\xff\n\0", 4);
-        EXPECT_EQ(readPidFile("", "", host.file("pid", bytes)), bytes);
-        EXPECT_EQ(readPidFile("", "", host.file("pid", std::string(5000, '1'))).size(), 5000U);
-    });
-}
-
-TEST_F(PidFile, ItIsReadThroughCat) {
-    host.act("cat", "args printed; exit 0");
-    onHost([&] { EXPECT_EQ(readPidFile("", "", host.file("pid", "12")), "printed\n"); });
-    EXPECT_EQ(host.calls(), test::Words({"cat " + (host / "pid")}));
+    for (const std::string& text :
+         {std::string(" 12 \n\n"), std::string("\0\xff\n\0", 4), std::string(5000, '1')}) {
+        EXPECT_EQ(readPidFile("", "", file(text)), text);
+    }
 }
 
 TEST_F(PidFile, OnlyThePidFileIsUsed) {
-    onHost([&] {
-        EXPECT_EQ(readPidFile("/any", "../name", host.file("pid", "12")), "12");
-        EXPECT_EQ(readPidFile(host.file("a", "1"), host.file("b", "2"), ""), "");
-    });
-    EXPECT_EQ(host.calls("cat"), 1);
+    EXPECT_EQ(readPidFile("/any", "../name", file("12")), "12");
+    EXPECT_EQ(readPidFile(file("12"), file("12"), ""), "");
 }
 
-TEST_F(PidFile, WithoutAFileToReadTheTextIsEmptyAndNothingRuns) {
-    onHost([&] {
-        EXPECT_EQ(readPidFile("", "", ""), "");
-        EXPECT_EQ(readPidFile("", "", host / "none"), "");
-        EXPECT_EQ(readPidFile("", "", host.file("file") + "/below"), "");
-        EXPECT_FALSE(isServiceRunning("", "", ""));
-        EXPECT_FALSE(isServiceRunning("", "", host / "none"));
-        termByPidFile("", "", "");
-        termByPidFile("", "", host / "none");
-    });
-    EXPECT_EQ(host.calls(), test::Words());
-}
-
-TEST_F(PidFile, AFailingCatIsThrownAsNoLibraryError) {
-    onHost([&] {
-        const std::string pidFile = host.file("pid", "12");
-        host.act("cat", "args 34; exit 3");
-        EXPECT_EQ(failure(pidFile), "child failed (exit code=3): 34\n");
-        host.act("cat", "args 34; die 15");
-        EXPECT_EQ(failure(pidFile), "child failed (status=15): 34\n");
+// A directory, at which cat fails.
+TEST_F(PidFile, AFailingCatIsThrownByEveryOperationAsNoLibraryError) {
+    static_assert(!std::is_base_of_v<std::runtime_error, zarnic::TError>);
+    test::isolated([&] {
+        EXPECT_THROW(readPidFile("", "", dir.path()), std::runtime_error);
+        EXPECT_THROW(isServiceRunning("", "", dir.path()), std::runtime_error);
+        EXPECT_THROW(termByPidFile("", "", dir.path()), std::runtime_error);
+        EXPECT_THROW(reloadByPidFile("", "", dir.path()), std::runtime_error);
     });
 }
 
-TEST_F(PidFile, ADirectoryInItsPlaceIsAFailingCat) {
-    onHost([&] { EXPECT_EQ(failure(host.kav()), "child failed (exit code=1): "); });
-}
-
-TEST_F(PidFile, AFailingCatIsThrownByEveryOperation) {
-    host.act("cat", "exit 1");
-    onHost([&] {
-        const std::string pidFile = host.file("pid", "12");
-        EXPECT_THROW(isServiceRunning("", "", pidFile), std::runtime_error);
-        EXPECT_THROW(termByPidFile("", "", pidFile), std::runtime_error);
-    });
-}
-
-TEST_F(PidFile, AnyTextMeansRunningEvenOfAProcessThatDoesNotExist) {
-    onHost([&] {
-        for (const char* const text : {"2147483647\n", "0", "\n", "x", "-"}) {
-            EXPECT_TRUE(isServiceRunning("", "", host.file("pid", text))) << text;
+// No process has this number: SIGHUP fails, and that is told only by the probe after the pause.
+TEST_F(PidFile, AReloadPausesForFiveSecondsOnceAlsoWhenCutShortAndWhenTheSignalFailed) {
+    const std::string pid = file("2147483647\n");
+    const test::Captured child = test::isolated([&] {
+        try {
+            reloadByPidFile("", "", pid);
+        } catch (const TUError& error) {
+            std::cout << error.message() << std::endl;
         }
-        EXPECT_FALSE(isServiceRunning("", "", host.file("pid", "")));
     });
+    EXPECT_EQ(child.out, "sleep 5\nService reloading failed\n");
 }
 
-TEST_F(PidFile, TheProcessIsSentSigterm) {
-    onHost([&] {
-        const pid_t pid = target();
-        termByPidFile("", "", host.file("pid", std::to_string(pid) + "\n"));
-        EXPECT_EQ(reap(pid), SIGTERM);
-    });
-    EXPECT_EQ(host.calls("cat"), 1);
-}
+// What number a text names.
 
-TEST_F(PidFile, ANegativeNumberIsSentToThatProcessGroup) {
-    onHost([&] {
-        const pid_t pid = target();
-        termByPidFile("", "", host.file("pid", "-" + std::to_string(pid)));
-        EXPECT_EQ(reap(pid), SIGTERM);
-    });
-}
-
-TEST_F(PidFile, NoWaitFollowsTheSignal) {
-    onHost([&] {
-        const pid_t pid = target();
-        ASSERT_EQ(::kill(pid, SIGSTOP), 0);
-        ASSERT_EQ(::waitpid(pid, nullptr, WUNTRACED), pid);
-        termByPidFile("", "", host.file("pid", std::to_string(pid)));
-        EXPECT_EQ(::waitpid(pid, nullptr, WNOHANG), 0);
-        ASSERT_EQ(::kill(pid, SIGCONT), 0);
-        EXPECT_EQ(reap(pid), SIGTERM);
-    });
-}
-
-// A pid of 0 would reach the whole group of the caller, which here is the caller alone.
-TEST_F(PidFile, NoProcessIsNeverSignalled) {
-    for (const char* const text :
-         {"0", "0\n", "x", "\n", "99999999999", "-99999999999", "0x10"}) {
-        const test::Outcome outcome = settled([&] {
-            ::setpgid(0, 0);
-            ::signal(SIGTERM, SIG_DFL);
-            host.enter();
-            termByPidFile("", "", host.file("pid", text));
-        });
-        EXPECT_EQ(outcome.status, 0) << text;
+TEST(PidText, TheNumberAtTheStartOfTheTextIsThePid) {
+    const std::pair<const char*, int> table[] = {
+        {"1", 1},
+        {"12\n", 12},
+        {" 12", 12},
+        {" \t\n\v\f\r12", 12},
+        {"1 2", 1},
+        {"12x99\n", 12},
+        {"12.5", 12},
+        {"1,234", 1},
+        {"+5", 5},
+        {"007", 7},
+        {"0x10", 0},
+        {"0\n", 0},
+        {"-0", 0},
+        {"-5\n", -5},
+        {"2147483647", INT_MAX},
+        {"12-3", 12},
+        {"1e3", 1},
+        {"00000000000000000000012", 12},
+        {"-2147483648", INT_MIN},
+    };
+    for (const auto& [text, pid] : table) {
+        EXPECT_EQ(pidFromText(text), pid) << text;
     }
 }
 
-TEST_F(PidFile, ASignalThatCannotBeSentIsIgnored) {
-    onHost([&] {
-        EXPECT_NO_THROW(termByPidFile("", "", host.file("pid", std::to_string(INT_MAX))));
-    });
+TEST(PidText, ATextWithoutANumberAtItsStartIsNoProcess) {
+    for (const char* const text : {"", " ", "\n", "\n\n", "x", "x12", "pid 12", "- 5", "--5",
+                                   "+", "-", "+-5", "+ 5", ".5", "#12",
+                                   "\xc2\xa0"
+                                   "12"}) {
+        EXPECT_EQ(pidFromText(text), 0) << text;
+    }
+}
+
+// What the conversion stores then is the nearest number: a signal sent to that would be a lie.
+TEST(PidText, ANumberThatAnIntDoesNotHoldIsNoProcess) {
+    for (const char* const text :
+         {"2147483648", "-2147483649", "4294967297", "18446744073709551617",
+          "9223372036854775807", "-9223372036854775808", "9223372036854775808",
+          "-9223372036854775809", "99999999999999999999999999",
+          "-99999999999999999999999999"}) {
+        EXPECT_EQ(pidFromText(text), 0) << text;
+    }
+}
+
+TEST(PidText, EverySingleByteButADigitIsNoProcess) {
+    for (int byte = 0; byte < 256; ++byte) {
+        const int expected = byte >= '0' && byte <= '9' ? byte - '0' : 0;
+        EXPECT_EQ(pidFromText(std::string(1, static_cast<char>(byte))), expected) << byte;
+    }
+}
+
+TEST(PidText, OnlyWhiteSpaceASignOrADigitMayPrecedeTheNumber) {
+    const std::string blanks = " \t\n\v\f\r+";
+    for (int byte = 0; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        int expected = blanks.find(c) != std::string::npos ? 34 : 0;
+        expected = c == '-' ? -34 : expected;
+        expected = c >= '0' && c <= '9' ? (c - '0') * 100 + 34 : expected;
+        EXPECT_EQ(pidFromText(std::string(1, c) + "34"), expected) << byte;
+    }
+}
+
+TEST(PidText, EveryByteButADigitEndsTheNumber) {
+    for (int byte = 0; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        const bool digit = c >= '0' && c <= '9';
+        EXPECT_EQ(pidFromText(std::string("34") + c), digit ? 340 + (c - '0') : 34) << byte;
+        EXPECT_EQ(pidFromText(std::string("34") + c + "5"), digit ? 3405 + 10 * (c - '0') : 34);
+    }
 }
 
 }  // namespace
