@@ -1,158 +1,57 @@
 #include "conf/line.h"
 
-#include <gtest/gtest.h>
-
+#include <functional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/unit/conf/split.h"
 
 namespace {
 
 using test::ignored;
+using test::isBlank;
+using test::isNamePart;
 using test::pair;
 using test::spaceExpected;
+using test::Split;
 using test::split;
 using test::valueExpected;
 using namespace std::string_literals;
 
-TEST(Line, EmptyIsIgnored) { EXPECT_EQ(split(""), ignored()); }
-
-TEST(Line, WhiteSpaceAloneIsIgnored) {
-    EXPECT_EQ(split("\n"), ignored());
-    EXPECT_EQ(split(" "), ignored());
-    EXPECT_EQ(split(" \t\v\f\r\n"), ignored());
+TEST(Line, IsAPairOrIgnoredOrRefused) {
+    const std::pair<std::string, Split> table[] = {
+        {"", ignored()},
+        {" \t\v\f\r\n", ignored()},
+        {"\t \v#NAME value\n", ignored()},
+        {"\t\r\f\v NAME \t\v\f\r abc\n", pair("NAME", "abc")},
+        {"NAME a \t b   c\n", pair("NAME", "a \t b   c")},
+        {"_aZ09_ v\n", pair("_aZ09_", "v")},
+        {"N v#", pair("N", "v")},
+        {"N =v\n", pair("N", "=v")},
+        {"NAME a b#x # y \n", pair("NAME", "a b")},
+        {" \tNAME=abc\n", spaceExpected("NAME=abc\n")},
+        {"NAME= abc\n", spaceExpected("NAME= abc\n")},
+        {"NAME", spaceExpected("NAME")},
+        {"= abc\n", spaceExpected("= abc\n")},
+        {" \tNAME \t \n", valueExpected("NAME \t \n")},
+        {"NAME \t# comment\n", valueExpected("NAME \t# comment\n")},
+        {"\0NAME abc\n"s, ignored()},
+        {"NA\0ME abc\n"s, spaceExpected("NA")},
+        {"NAME \0abc\n"s, valueExpected("NAME ")},
+        {"NAME a\0bc\n"s, pair("NAME", "a")},
+        {"NAME abc \0\n"s, pair("NAME", "abc")},
+    };
+    for (const auto& [line, expected] : table) {
+        EXPECT_EQ(split(line), expected) << line;
+    }
 }
 
-TEST(Line, CommentIsIgnored) {
-    EXPECT_EQ(split("#"), ignored());
-    EXPECT_EQ(split("#NAME value\n"), ignored());
-    EXPECT_EQ(split("# NAME value\n"), ignored());
-}
-
-TEST(Line, CommentAfterWhiteSpaceIsIgnored) {
-    EXPECT_EQ(split(" # NAME value\n"), ignored());
-    EXPECT_EQ(split("\t \v#NAME value\n"), ignored());
-}
-
-TEST(Line, IgnoredLineIsLeftAsItWas) {
-    EXPECT_EQ(split(" # NAME value\n").line, " # NAME value\n");
-    EXPECT_EQ(split(" \n").line, " \n");
-}
-
-TEST(Line, ValueLosesItsLineFeed) { EXPECT_EQ(split("NAME abc\n"), pair("NAME", "abc")); }
-
-TEST(Line, ValueEndsWithTheText) { EXPECT_EQ(split("NAME abc"), pair("NAME", "abc")); }
-
-TEST(Line, ValueLosesOneBlankBeforeAComment) {
-    EXPECT_EQ(split("NAME abc # comment\n"), pair("NAME", "abc"));
-}
-
-TEST(Line, BlankAndLineFeedAfterTheValueAreKept) {
-    EXPECT_EQ(split("NAME abc \n"), pair("NAME", "abc \n"));
-}
-
-TEST(Line, TwoBlanksAndLineFeedLoseTheLineFeed) {
-    EXPECT_EQ(split("NAME abc  \n"), pair("NAME", "abc  "));
-}
-
-TEST(Line, WhiteSpaceBeforeTheNameIsSkipped) {
-    EXPECT_EQ(split("  NAME abc\n"), pair("NAME", "abc"));
-    EXPECT_EQ(split("\t\r\f\v NAME abc\n"), pair("NAME", "abc"));
-}
-
-TEST(Line, WhiteSpaceBeforeTheValueIsSkippedAndInnerBlanksAreKept) {
-    EXPECT_EQ(split("NAME  a b c\n"), pair("NAME", "a b c"));
-}
-
-TEST(Line, InnerRunsOfWhiteSpaceAreKeptWhole) {
-    EXPECT_EQ(split("NAME a  b   c\n"), pair("NAME", "a  b   c"));
-    EXPECT_EQ(split("NAME a \t b\n"), pair("NAME", "a \t b"));
-}
-
-TEST(Line, TabSeparates) { EXPECT_EQ(split("NAME\tabc\n"), pair("NAME", "abc")); }
-
-TEST(Line, MixedWhiteSpaceSeparates) {
-    EXPECT_EQ(split("NAME \t\v\f\r abc\n"), pair("NAME", "abc"));
-}
-
-TEST(Line, NameMayHaveAnyLettersDigitsAndUnderscores) {
-    EXPECT_EQ(split("_aZ09_ v\n"), pair("_aZ09_", "v"));
-    EXPECT_EQ(split("0 v\n"), pair("0", "v"));
-    EXPECT_EQ(split("_ v\n"), pair("_", "v"));
-}
-
-TEST(Line, ValueMayBeOneCharacter) {
-    EXPECT_EQ(split("N v"), pair("N", "v"));
-    EXPECT_EQ(split("N v\n"), pair("N", "v"));
-    EXPECT_EQ(split("N v#"), pair("N", "v"));
-}
-
-TEST(Line, ValueMayHoldAnEqualsSign) { EXPECT_EQ(split("N =v\n"), pair("N", "=v")); }
-
-TEST(Line, EqualsSignAfterTheNameIsRefused) {
-    EXPECT_EQ(split("NAME=abc\n"), spaceExpected("NAME=abc\n"));
-    EXPECT_EQ(split("NAME= abc\n"), spaceExpected("NAME= abc\n"));
-}
-
-TEST(Line, CommentDirectlyAfterTheNameIsRefusedForWantOfASpace) {
-    EXPECT_EQ(split("NAME# abc\n"), spaceExpected("NAME# abc\n"));
-}
-
-TEST(Line, NameThatEndsWithTheTextIsRefusedForWantOfASpace) {
-    EXPECT_EQ(split("NAME"), spaceExpected("NAME"));
-}
-
-TEST(Line, EmptyNameIsRefusedForWantOfASpace) {
-    EXPECT_EQ(split("=\n"), spaceExpected("=\n"));
-    EXPECT_EQ(split("= abc\n"), spaceExpected("= abc\n"));
-    EXPECT_EQ(split("-"), spaceExpected("-"));
-}
-
-TEST(Line, NameAloneWithItsLineFeedIsRefusedForWantOfAValue) {
-    EXPECT_EQ(split("NAME\n"), valueExpected("NAME\n"));
-}
-
-TEST(Line, NameAndWhiteSpaceAreRefusedForWantOfAValue) {
-    EXPECT_EQ(split("NAME "), valueExpected("NAME "));
-    EXPECT_EQ(split("NAME \t \n"), valueExpected("NAME \t \n"));
-}
-
-TEST(Line, NameAndCommentAreRefusedForWantOfAValue) {
-    EXPECT_EQ(split("NAME # comment\n"), valueExpected("NAME # comment\n"));
-    EXPECT_EQ(split("NAME #\n"), valueExpected("NAME #\n"));
-    EXPECT_EQ(split("NAME \t#abc\n"), valueExpected("NAME \t#abc\n"));
-}
-
-TEST(Line, ErrorsTellTheLineFromTheName) {
-    EXPECT_EQ(split(" \tNAME=abc\n"), spaceExpected("NAME=abc\n"));
-    EXPECT_EQ(split(" \tNAME \n"), valueExpected("NAME \n"));
-}
-
-TEST(Line, RefusedLineIsLeftAsItWas) {
-    EXPECT_EQ(split(" NAME=abc # x\n").line, " NAME=abc # x\n");
-    EXPECT_EQ(split(" NAME # x\n").line, " NAME # x\n");
-}
-
-TEST(Line, HashEndsTheValue) {
-    EXPECT_EQ(split("NAME a#x\n"), pair("NAME", "a"));
-    EXPECT_EQ(split("NAME a b#x # y\n"), pair("NAME", "a b"));
-}
-
-TEST(Line, WhiteSpaceBehindTheHashDoesNotCount) {
-    EXPECT_EQ(split("NAME abc#\n"), pair("NAME", "abc"));
-    EXPECT_EQ(split("NAME abc #  x \n"), pair("NAME", "abc"));
-    EXPECT_EQ(split("NAME abc  # \n"), pair("NAME", "abc  "));
-}
-
-TEST(Line, EndsAtItsFirstNulByte) {
-    EXPECT_EQ(split("\0NAME abc\n"s), ignored());
-    EXPECT_EQ(split("NA\0ME abc\n"s), spaceExpected("NA"));
-    EXPECT_EQ(split("NAME \0abc\n"s), valueExpected("NAME "));
-    EXPECT_EQ(split("NAME a\0bc\n"s), pair("NAME", "a"));
-    EXPECT_EQ(split("NAME abc \0\n"s), pair("NAME", "abc"));
-}
-
-TEST(Line, PairIsCutByTwoNulBytesOnly) {
+TEST(Line, OnlyAPairIsCutAndByTwoNulBytes) {
+    for (const char* const line :
+         {" # NAME value\n", " \n", " NAME=abc # x\n", " NAME # x\n"}) {
+        EXPECT_EQ(split(line).line, line);
+    }
     EXPECT_EQ(split(" NAME  abc \t # x\n").line, " NAME\0 abc \t\0# x\n"s);
     EXPECT_EQ(split("NAME abc#x\n").line, "NAME\0abc\0x\n"s);
 }
@@ -164,6 +63,165 @@ TEST(Line, NameAndValuePointIntoTheLine) {
     ASSERT_EQ(conf_split_line(line, &name, &value), conf_line::pair);
     EXPECT_EQ(name, line + 2);
     EXPECT_EQ(value, line + 8);
+}
+
+// --- every byte that a line can hold, at every place where the parser decides by it ---
+
+// Splits before + byte + after for each of the 255 bytes and compares with the rule.
+void walkBytes(const std::string& before, const std::string& after,
+               const std::function<Split(char byte, const std::string& line)>& rule) {
+    for (int byte = 1; byte <= 255; ++byte) {
+        const char c = static_cast<char>(byte);
+        const std::string line = before + c + after;
+        EXPECT_EQ(split(line), rule(c, line)) << "byte " << byte;
+    }
+}
+
+TEST(LineBytes, FirstOfTheName) {
+    walkBytes("", "yz abc\n", [](char byte, const std::string& line) {
+        if (byte == '#') {
+            return ignored();
+        }
+        if (isBlank(byte)) {
+            return pair("yz", "abc");
+        }
+        return isNamePart(byte) ? pair(byte + std::string("yz"), "abc") : spaceExpected(line);
+    });
+}
+
+TEST(LineBytes, SecondOfTheName) {
+    walkBytes("x", "z abc\n", [](char byte, const std::string& line) {
+        if (isBlank(byte)) {
+            return pair("x", "z abc");
+        }
+        return isNamePart(byte) ? pair(std::string("x") + byte + "z", "abc")
+                                : spaceExpected(line);
+    });
+}
+
+TEST(LineBytes, OnlyOneOfTheLine) {
+    walkBytes("", "", [](char byte, const std::string& line) {
+        return byte == '#' || isBlank(byte) ? ignored() : spaceExpected(line);
+    });
+}
+
+// A name byte here makes one name of the whole, which its line feed ends.
+TEST(LineBytes, Separator) {
+    walkBytes("NAME", "abc\n", [](char byte, const std::string& line) {
+        if (isBlank(byte)) {
+            return pair("NAME", "abc");
+        }
+        return isNamePart(byte) ? valueExpected(line) : spaceExpected(line);
+    });
+}
+
+TEST(LineBytes, SeparatorAtTheEndOfTheText) {
+    walkBytes("NAME", "", [](char byte, const std::string& line) {
+        return isBlank(byte) ? valueExpected(line) : spaceExpected(line);
+    });
+}
+
+TEST(LineBytes, SecondSeparator) {
+    walkBytes("NAME ", " abc\n", [](char byte, const std::string& line) {
+        if (byte == '#') {
+            return valueExpected(line);
+        }
+        return isBlank(byte) ? pair("NAME", "abc") : pair("NAME", byte + std::string(" abc"));
+    });
+}
+
+TEST(LineBytes, OnlyOneOfTheValue) {
+    walkBytes("NAME ", "\n", [](char byte, const std::string& line) {
+        return byte == '#' || isBlank(byte) ? valueExpected(line)
+                                            : pair("NAME", std::string(1, byte));
+    });
+}
+
+TEST(LineBytes, SecondOfTheValue) {
+    walkBytes("NAME x", "z\n", [](char byte, const std::string& /*line*/) {
+        return byte == '#' ? pair("NAME", "x") : pair("NAME", std::string("x") + byte + "z");
+    });
+}
+
+// White space makes a run of two with the line feed, which is kept whole.
+TEST(LineBytes, LastOfTheValue) {
+    walkBytes("NAME xy", "\n", [](char byte, const std::string& /*line*/) {
+        if (byte == '#') {
+            return pair("NAME", "xy");
+        }
+        const std::string value = std::string("xy") + byte;
+        return pair("NAME", isBlank(byte) ? value + "\n" : value);
+    });
+}
+
+TEST(LineBytes, LastOfTheValueAtTheEndOfTheText) {
+    walkBytes("NAME xy", "", [](char byte, const std::string& /*line*/) {
+        return byte == '#' || isBlank(byte) ? pair("NAME", "xy")
+                                            : pair("NAME", std::string("xy") + byte);
+    });
+}
+
+TEST(LineBytes, LastBeforeAComment) {
+    walkBytes("NAME xy", "# z\n", [](char byte, const std::string& /*line*/) {
+        return byte == '#' || isBlank(byte) ? pair("NAME", "xy")
+                                            : pair("NAME", std::string("xy") + byte);
+    });
+}
+
+TEST(LineBytes, NothingInACommentMatters) {
+    walkBytes("NAME abc#", "z\n",
+              [](char, const std::string& /*line*/) { return pair("NAME", "abc"); });
+    walkBytes("#", "NAME abc\n", [](char, const std::string& /*line*/) { return ignored(); });
+}
+
+// --- white space before the end of a value: of a run of length r, r - (r mod 2) bytes stay ---
+
+constexpr unsigned longest = 9;
+
+// All texts of a length over some bytes.
+std::vector<std::string> texts(const std::string& bytes, unsigned length) {
+    std::vector<std::string> found = {""};
+    for (unsigned place = 0; place < length; ++place) {
+        std::vector<std::string> longer;
+        for (const std::string& text : found) {
+            for (const char byte : bytes) {
+                longer.push_back(text + byte);
+            }
+        }
+        found = longer;
+    }
+    return found;
+}
+
+std::string kept(const std::string& run) { return run.substr(0, run.size() / 2 * 2); }
+
+// Every run of blanks, tabs and line feeds up to a length, with `after` behind it.
+void walkRuns(const std::string& after, unsigned last_length) {
+    for (unsigned length = 0; length <= last_length; ++length) {
+        for (const std::string& run : texts(" \t\n", length)) {
+            ASSERT_EQ(split("NAME abc" + run + after), pair("NAME", "abc" + kept(run)));
+        }
+    }
+}
+
+TEST(LineTrailingSpace, EvenRunsAreKeptAndOddOnesLoseTheirLastAtTheEndOfTheText) {
+    walkRuns("", longest);
+}
+
+TEST(LineTrailingSpace, EvenRunsAreKeptAndOddOnesLoseTheirLastBeforeAComment) {
+    walkRuns("# comment\n", longest);
+    walkRuns("#", 5);
+    walkRuns("#  \n", 5);
+}
+
+TEST(LineTrailingSpace, InnerRunsAndTheFirstCharacterDoNotCount) {
+    for (const char* const value : {"a b", "a  b", "a   b", "v"}) {
+        for (unsigned length = 0; length <= longest; ++length) {
+            const std::string run(length, '\t');
+            EXPECT_EQ(split(std::string("NAME ") + value + run),
+                      pair("NAME", value + kept(run)));
+        }
+    }
 }
 
 }  // namespace

@@ -48,15 +48,6 @@ TEST(TableLookup, FinalisingTakesAnEmptyTable) {
     EXPECT_EQ(table->nmemb, 0U);
 }
 
-TEST(TableLookup, FinalisingTakesAFullTable) {
-    Table table;
-    table.addNumbered("N", 1, 20);
-    ASSERT_EQ(table->size, table->nmemb);
-    conf_finalize_r(table.get());
-    EXPECT_EQ(table->sorted, 1);
-    EXPECT_EQ(table.value("N20"), "20");
-}
-
 TEST(TableLookup, FinalisingLeavesATableThatSaysItIsSorted) {
     const Table table;
     add(table, {"B", "A"});
@@ -134,14 +125,6 @@ TEST(TableLookup, SortedTableIsSearchedInHalves) {
     table->sorted = 0;
     EXPECT_EQ(table.value("A"), "value of A");
     EXPECT_EQ(table.value("C"), "value of C");
-}
-
-TEST(TableLookup, ReplacedValueIsFoundAfterFinalising) {
-    const Table table;
-    add(table, {"C", "A", "B"});
-    conf_finalize_r(table.get());
-    ASSERT_EQ(conf_add_r("B", "new", table.get()), 0);
-    EXPECT_EQ(table.value("B"), "new");
 }
 
 TEST(TableLookup, NameAddedAfterFinalisingIsFound) {

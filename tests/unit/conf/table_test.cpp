@@ -1,4 +1,4 @@
-// Making, filling and releasing a table.
+// Making, filling, growing and releasing a table.
 
 #include "zarnic/conf/read_configuration.h"
 
@@ -28,6 +28,8 @@ static_assert(std::is_trivial_v<conf_table>, "made by calloc");
 TEST(Table, FirstInitialisationGivesTwentyZeroedSlots) {
     ::mallopt(M_PERTURB, 0x5a);  // memory that nobody zeroes holds something else
     const Table table;
+    table->size = 7;
+    table->nmemb = 5;
     EXPECT_EQ(conf_init_r(table.get()), 0);
     EXPECT_EQ(table->size, 20U);
     EXPECT_EQ(table->nmemb, 0U);
@@ -37,16 +39,6 @@ TEST(Table, FirstInitialisationGivesTwentyZeroedSlots) {
         EXPECT_EQ(table->data[i].name, nullptr);
         EXPECT_EQ(table->data[i].value, nullptr);
     }
-}
-
-TEST(Table, FirstInitialisationSetsEveryField) {
-    const Table table;
-    table->size = 7;
-    table->nmemb = 5;
-    EXPECT_EQ(conf_init_r(table.get()), 0);
-    EXPECT_EQ(table->size, 20U);
-    EXPECT_EQ(table->nmemb, 0U);
-    EXPECT_EQ(table->sorted, 1);
 }
 
 TEST(Table, InitialisationWithRoomDoesNothing) {
@@ -59,14 +51,6 @@ TEST(Table, InitialisationWithRoomDoesNothing) {
         table.get()->sorted = count % 2;
         ASSERT_EQ(conf_add_r(std::to_string(count).c_str(), "x", table.get()), 0);
     }
-}
-
-TEST(Table, AddInitialisesATable) {
-    const Table table;
-    EXPECT_EQ(conf_add_r("NAME", "abc", table.get()), 0);
-    EXPECT_EQ(table->size, 20U);
-    EXPECT_EQ(table->nmemb, 1U);
-    EXPECT_EQ(table.value("NAME"), "abc");
 }
 
 TEST(Table, AddAppendsAtTheEnd) {
@@ -145,6 +129,92 @@ TEST(Table, ValueMayBeReplacedByItself) {
     ASSERT_EQ(conf_add_r(entry.name, entry.value, table.get()), 0);
     EXPECT_EQ(table.value("NAME"), "abc");
     EXPECT_EQ(table->nmemb, 1U);
+}
+
+// A table of the given capacity and count whose slots hold nothing.
+void prepare(const Table& table, std::uint64_t size, std::uint64_t nmemb) {
+    table->data = static_cast<conf_entry*>(std::calloc(size + 1, sizeof(conf_entry)));
+    table->size = size;
+    table->nmemb = nmemb;
+    table->sorted = 1;
+}
+
+void expectNothingBeyond(const Table& table, std::uint64_t first) {
+    for (std::uint64_t i = first; i < table->size; ++i) {
+        EXPECT_EQ(table->data[i].name, nullptr) << i;
+        EXPECT_EQ(table->data[i].value, nullptr) << i;
+    }
+}
+
+TEST(TableGrowth, DoublesAFullTableAndKeepsTheEntries) {
+    Table table;
+    for (int number = 1; number <= 100; ++number) {
+        table.addNumbered("N", number, number);
+        EXPECT_EQ(table->size, number > 80   ? 160U
+                               : number > 40 ? 80U
+                               : number > 20 ? 40U
+                                             : 20U);
+    }
+    EXPECT_EQ(table->nmemb, 100U);
+    for (int number = 1; number <= 100; ++number) {
+        EXPECT_EQ(table.value("N" + std::to_string(number)), std::to_string(number));
+    }
+}
+
+TEST(TableGrowth, ZeroesTheNewSlots) {
+    ::mallopt(M_PERTURB, 0x5a);  // memory that nobody zeroes holds something else
+    Table table;
+    table.addNumbered("N", 1, 20);
+    EXPECT_EQ(conf_init_r(table.get()), 0);
+    EXPECT_EQ(table->size, 40U);
+    expectNothingBeyond(table, 20);
+    table.addNumbered("N", 21, 41);
+    EXPECT_EQ(table->size, 80U);
+    expectNothingBeyond(table, 41);
+}
+
+TEST(TableGrowth, LeavesCountAndOrderAsTheyWere) {
+    for (const int sorted : {0, 1}) {
+        const Table table;
+        prepare(table, 20, 20);
+        table->sorted = sorted;
+        EXPECT_EQ(conf_init_r(table.get()), 0);
+        EXPECT_EQ(table->size, 40U);
+        EXPECT_EQ(table->nmemb, 20U);
+        EXPECT_EQ(table->sorted, sorted);
+        table->nmemb = 0;
+    }
+}
+
+TEST(TableGrowth, ReplacingInAFullTableGrowsItFirst) {
+    Table table;
+    table.addNumbered("N", 1, 20);
+    ASSERT_EQ(conf_add_r("N7", "new", table.get()), 0);
+    EXPECT_EQ(table->nmemb, 20U);
+    EXPECT_EQ(table->size, 40U);
+    EXPECT_EQ(table.value("N7"), "new");
+}
+
+TEST(TableGrowth, ReadingAnEmptyFileIntoAFullTableGrowsIt) {
+    Table table;
+    table.addNumbered("N", 1, 20);
+    ASSERT_EQ(test::readText("", table), 0);
+    EXPECT_EQ(table->size, 40U);
+    EXPECT_EQ(table->nmemb, 20U);
+}
+
+TEST(TableGrowth, DoublesUpToTwiceTheCapacityAndFromNothingTakesTwenty) {
+    for (const std::uint64_t size : {0U, 1U, 2U, 5U, 19U}) {
+        for (std::uint64_t nmemb = size; nmemb <= 2 * size + 1; ++nmemb) {
+            const Table table;
+            prepare(table, size, nmemb);
+            EXPECT_EQ(conf_init_r(table.get()), 0);
+            const bool doubles = size != 0 && nmemb <= 2 * size;
+            EXPECT_EQ(table->size, doubles ? 2 * size : nmemb + 20) << size << " and " << nmemb;
+            EXPECT_EQ(table->nmemb, nmemb);
+            expectNothingBeyond(table, size);
+        }
+    }
 }
 
 // The release of one that was made of large blocks only, so that each shows.
