@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -10,7 +11,6 @@
 
 namespace {
 
-using test::CommandLine;
 using test::split;
 using zarnic::opt::TOpts;
 using Strings = std::vector<std::string>;
@@ -38,13 +38,6 @@ Strings namesOf(const TOpts& options) {
     return names;
 }
 
-void expectEmpty(const TOpts& options) {
-    EXPECT_EQ(options.programName(), "");
-    EXPECT_TRUE(options.arguments().empty());
-    EXPECT_TRUE(options.shortOptions().empty());
-    EXPECT_TRUE(options.longOptions().empty());
-}
-
 TEST(Options, LongOptionHasItsNameValueAndArgument) {
     const TOpts options = split({"plain", "--kav-dir=/opt/kav"});
     const TOpts::LongEntry* const entry = options.findLong("kav-dir");
@@ -52,42 +45,6 @@ TEST(Options, LongOptionHasItsNameValueAndArgument) {
     EXPECT_EQ(entry->name, "kav-dir");
     EXPECT_EQ(entry->value, "/opt/kav");
     EXPECT_EQ(entry->argument, &options.arguments()[1]);
-}
-
-TEST(Options, ValueIsEverythingAfterTheFirstEqualsSign) {
-    EXPECT_EQ(valueOf(split({"--a==b"}), "a"), "=b");
-    EXPECT_EQ(valueOf(split({"--a=b=c"}), "a"), "b=c");
-    EXPECT_EQ(valueOf(split({"--a= -x\n--b"}), "a"), " -x\n--b");
-}
-
-TEST(Options, LongOptionWithNothingAfterTheEqualsSignHasAnEmptyValue) {
-    EXPECT_EQ(valueOf(split({"--a="}), "a"), "");
-    EXPECT_EQ(valueOf(split({"--file="}), "file"), "");
-}
-
-TEST(Options, LongOptionWithoutAnEqualsSignHasAnEmptyValue) {
-    EXPECT_EQ(valueOf(split({"--a"}), "a"), "");
-    EXPECT_EQ(valueOf(split({"--file"}), "file"), "");
-}
-
-TEST(Options, ThreeCharactersMakeALongOption) {
-    EXPECT_EQ(namesOf(split({"--x"})), Strings{"x"});
-    EXPECT_EQ(namesOf(split({"--_"})), Strings{"_"});
-}
-
-TEST(Options, NameGoesOnWithLettersDashesAndUnderscores) {
-    EXPECT_EQ(namesOf(split({"--_a-B_-"})), Strings{"_a-B_-"});
-    EXPECT_EQ(namesOf(split({"--a-=x"})), Strings{"a-"});
-}
-
-TEST(Options, ArgumentsOutsideOfTheSyntaxArePlainAndNoErrors) {
-    const Strings plain = {"--",      "-",   "---x",  "--=x",  "--9x", "--a1",
-                           "--a.b=1", "-9",  "",      "-h-x",  "-h9",  "-h=x",
-                           "foo",     "a=b", "--a/b", "--a b", "x-",   "-start-s"};
-    const TOpts options = split(plain);
-    EXPECT_EQ(options.arguments(), plain);
-    EXPECT_EQ(lettersOf(options), "");
-    EXPECT_EQ(namesOf(options), Strings{});
 }
 
 TEST(Options, DoubleDashDoesNotEndTheRecognitionOfOptions) {
@@ -102,16 +59,6 @@ TEST(Options, GroupSetsEachOfItsLetters) {
     EXPECT_EQ(options.findShort('h')->argument, &options.arguments()[1]);
     EXPECT_EQ(options.findShort('x')->argument, &options.arguments()[1]);
 }
-
-TEST(Options, GroupWithADashInsideIsPlain) { EXPECT_EQ(lettersOf(split({"-h-x"})), ""); }
-
-TEST(Options, GroupMayHoldUnderscoresAndRepeatedLetters) {
-    EXPECT_EQ(lettersOf(split({"-_aZa"})), "Z_a");
-}
-
-TEST(Options, LongOptionSetsNoShortOptions) { EXPECT_EQ(lettersOf(split({"--ab"})), ""); }
-
-TEST(Options, ShortOptionsSetNoLongOptions) { EXPECT_EQ(namesOf(split({"-ab"})), Strings{}); }
 
 TEST(Options, ArgumentAfterALongOptionIsNotItsValue) {
     const TOpts options = split({"--file", "/tmp/a"});
@@ -135,67 +82,6 @@ TEST(Options, LastOccurrenceOfAShortOptionWins) {
     const TOpts options = split({"-ab", "-b", "plain"});
     EXPECT_EQ(options.findShort('a')->argument, &options.arguments()[0]);
     EXPECT_EQ(options.findShort('b')->argument, &options.arguments()[1]);
-}
-
-TEST(Options, ArgumentListHoldsOptionsAndPlainArgumentsInOrderWithoutTheProgram) {
-    const Strings given = {"b", "--x=1", "-y", "a", "--", "--x=2", "a"};
-    EXPECT_EQ(split(given).arguments(), given);
-}
-
-TEST(Options, ProgramNameIsTheFirstStringEvenIfItLooksLikeAnOption) {
-    const char* const argv[] = {"--file=x", "-y", nullptr};
-    const TOpts options(argv, 2);
-    EXPECT_EQ(options.programName(), "--file=x");
-    EXPECT_EQ(options.arguments(), Strings{"-y"});
-    EXPECT_EQ(namesOf(options), Strings{});
-}
-
-TEST(Options, EmptyProgramNameStillHasArguments) {
-    const char* const argv[] = {"", "-y", nullptr};
-    EXPECT_EQ(lettersOf(TOpts(argv, 2)), "y");
-}
-
-TEST(Options, ProgramNameAloneMakesAnEmptyList) {
-    const TOpts options = split({});
-    EXPECT_EQ(options.programName(), "program");
-    EXPECT_TRUE(options.arguments().empty());
-}
-
-TEST(Options, WithoutAPositiveCountNothingIsParsed) {
-    const CommandLine line({"--file=x", "-y"});
-    for (const int argc : {0, -1, INT_MIN}) {
-        expectEmpty(TOpts(line.argv(), argc));
-    }
-}
-
-TEST(Options, WithoutAProgramNameNothingIsParsed) {
-    const char* const argv[] = {nullptr, "--file=x", "-y", nullptr};
-    expectEmpty(TOpts(argv, 3));
-    expectEmpty(TOpts(argv));
-}
-
-TEST(Options, WithoutAVectorNothingIsParsed) {
-    expectEmpty(TOpts(nullptr, 3));
-    expectEmpty(TOpts(nullptr));
-}
-
-TEST(Options, NullPointerEndsTheArgumentsBeforeTheCountDoes) {
-    const char* const argv[] = {"program", "-a", nullptr, "-b", nullptr};
-    EXPECT_EQ(TOpts(argv, 4).arguments(), Strings{"-a"});
-}
-
-TEST(Options, CountEndsTheArgumentsBeforeTheNullPointerDoes) {
-    const CommandLine line({"-a", "-b", "-c"});
-    EXPECT_EQ(TOpts(line.argv(), 3).arguments(), (Strings{"-a", "-b"}));
-}
-
-TEST(Options, WithoutACountAllArgumentsUpToTheNullPointerAreParsed) {
-    const CommandLine line({"plain", "-a", "--file=x"});
-    const TOpts options(line.argv());
-    EXPECT_EQ(options.programName(), "program");
-    EXPECT_EQ(options.arguments(), (Strings{"plain", "-a", "--file=x"}));
-    EXPECT_EQ(lettersOf(options), "a");
-    EXPECT_EQ(valueOf(options, "file"), "x");
 }
 
 TEST(Options, ShortOptionsAreWalkedInAscendingOrder) {
@@ -237,6 +123,123 @@ TEST(Options, AreFoundByTheirExactNameOnly) {
     }
     EXPECT_EQ(options.findShort('H'), nullptr);
     EXPECT_EQ(options.findShort('f'), nullptr);
+}
+
+// --- every byte at every place of an argument, against a second statement of the syntax ---
+
+const std::string starts = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_";
+
+// What an argument has to be split into.
+struct Expected {
+    std::map<std::string, std::string> longOptions;
+    std::set<char> shortOptions;
+};
+
+Expected splitByTheRule(const std::string& argument) {
+    Expected expected;
+    if (argument.substr(0, 2) == "--") {
+        const std::string body = argument.substr(2);
+        const std::size_t equals = body.find('=');
+        const std::string name = body.substr(0, equals);
+        const bool starting = !name.empty() && starts.find(name[0]) != std::string::npos;
+        if (starting && name.find_first_not_of(starts + "-") == std::string::npos) {
+            expected.longOptions[name] =
+                equals == std::string::npos ? "" : body.substr(equals + 1);
+        }
+    } else if (argument.size() > 1 && argument[0] == '-' &&
+               argument.find_first_not_of(starts, 1) == std::string::npos) {
+        expected.shortOptions.insert(argument.begin() + 1, argument.end());
+    }
+    return expected;
+}
+
+Expected splitByTheProduct(const std::string& argument) {
+    const TOpts options = split({argument});
+    Expected found;
+    for (const auto& [name, entry] : options.longOptions()) {
+        found.longOptions[name] = entry.value;
+    }
+    for (const auto& [letter, entry] : options.shortOptions()) {
+        found.shortOptions.insert(letter);
+    }
+    EXPECT_EQ(options.arguments().at(0), argument);
+    return found;
+}
+
+std::string asNumbers(const std::string& text) {
+    std::string numbers;
+    for (const char c : text) {
+        numbers += std::to_string(static_cast<unsigned char>(c)) + " ";
+    }
+    return numbers;
+}
+
+// An argument is a C string: it ends at a NUL byte, which is the walk's way to cut it short.
+void expectTheRule(const std::string& bytes) {
+    const std::string argument = bytes.c_str();
+    const Expected expected = splitByTheRule(argument);
+    const Expected found = splitByTheProduct(argument);
+    ASSERT_EQ(found.longOptions, expected.longOptions) << asNumbers(argument);
+    ASSERT_EQ(found.shortOptions, expected.shortOptions) << asNumbers(argument);
+}
+
+void walkEachPlace(const std::string& pattern) {
+    for (std::size_t place = 0; place < pattern.size(); ++place) {
+        std::string argument = pattern;
+        for (int byte = 0; byte < 256; ++byte) {
+            argument[place] = static_cast<char>(byte);
+            expectTheRule(argument);
+        }
+    }
+}
+
+void walkPairsAfter(const std::string& leading) {
+    for (int pair = 0; pair < 256 * 256; ++pair) {
+        expectTheRule(leading + static_cast<char>(pair / 256) + static_cast<char>(pair % 256));
+    }
+}
+
+TEST(OptionBytes, EveryByteAtEveryPlaceOfALongName) {
+    walkEachPlace("--a");
+    walkEachPlace("--ab");
+    walkEachPlace("--aB-_c");
+}
+
+TEST(OptionBytes, EveryByteAtEveryPlaceOfALongOptionWithAValue) {
+    walkEachPlace("--a=");
+    walkEachPlace("--a=b");
+    walkEachPlace("--a-b==v-1");
+}
+
+TEST(OptionBytes, EveryByteAtEveryPlaceOfAShortGroupOrAPlainArgument) {
+    walkEachPlace("-a");
+    walkEachPlace("-ab");
+    walkEachPlace("-_aZ");
+    walkEachPlace("a");
+}
+
+TEST(OptionBytes, EveryPairOfBytesAfterOneDash) { walkPairsAfter("-"); }
+
+TEST(OptionBytes, EveryPairOfBytesAfterTwoDashes) { walkPairsAfter("--"); }
+
+// The two below count by hand, so that the rule of this file cannot be wrong along with the
+// product.
+TEST(OptionBytes, FiftyThreeBytesAreShortOptions) {
+    int count = 0;
+    for (int byte = 1; byte < 256; ++byte) {
+        const char letter = static_cast<char>(byte);
+        count += split({std::string("-") + letter}).findShort(letter) != nullptr ? 1 : 0;
+    }
+    EXPECT_EQ(count, 26 + 26 + 1);
+}
+
+TEST(OptionBytes, FiftyFourBytesGoOnALongName) {
+    int count = 0;
+    for (int byte = 1; byte < 256; ++byte) {
+        const std::string name = std::string("a") + static_cast<char>(byte);
+        count += split({"--" + name}).findLong(name) != nullptr ? 1 : 0;
+    }
+    EXPECT_EQ(count, 26 + 26 + 1 + 1);
 }
 
 }  // namespace

@@ -22,34 +22,6 @@ using TBadLOpt = TOParsing::TBadLOpt;
 using TNoLOpt = TOParsing::TNoLOpt;
 using TNoSOpt = TOParsing::TNoSOpt;
 
-TEST(ParsingCheck, ReportsALongOptionThatNobodyAskedFor) {
-    TOParsing parser = parse({"--file=x", "--foo"});
-    EXPECT_NO_THROW(ask(parser, "file"));
-    EXPECT_EQ(unknownLong(parser), "Unknown option '--foo'");
-}
-
-TEST(ParsingCheck, ReportsALetterOfAGroupThatNobodyAskedFor) {
-    TOParsing parser = parse({"-hx"});
-    ask(parser, 'h');
-    EXPECT_EQ(unknownShort(parser), "Unknown option '-x'");
-}
-
-TEST(ParsingCheck, WithoutAnyQueryReportsAnOption) {
-    TOParsing parser = parse({"--foo"});
-    EXPECT_EQ(unknownLong(parser), "Unknown option '--foo'");
-    TOParsing other = parse({"-x"});
-    EXPECT_EQ(unknownShort(other), "Unknown option '-x'");
-}
-
-TEST(ParsingCheck, SucceedsWhenAllOptionsWereClaimed) {
-    TOParsing parser = parse({"--file=x", "-hx", "--foo"});
-    ask(parser, "file");
-    ask(parser, "foo");
-    ask(parser, 'x');
-    ask(parser, 'h');
-    EXPECT_NO_THROW(parser.check());
-}
-
 TEST(ParsingCheck, SucceedsWithoutOptions) {
     TOParsing parser = parse({"plain", "--", "-9", "--a1"});
     EXPECT_NO_THROW(parser.check());
@@ -79,11 +51,6 @@ TEST(ParsingCheck, DoesNotCountQueriesThatWereMissing) {
     EXPECT_EQ(unknownShort(parser), "Unknown option '-x'");
     ask(parser, 'x');
     EXPECT_EQ(unknownLong(parser), "Unknown option '--a'");
-}
-
-TEST(ParsingCheck, ReportsShortOptionsBeforeLongOnes) {
-    TOParsing parser = parse({"--foo", "-x"});
-    EXPECT_EQ(unknownShort(parser), "Unknown option '-x'");
 }
 
 TEST(ParsingCheck, ReportsTheFirstUnknownLetterInAscendingOrder) {
@@ -137,13 +104,6 @@ TEST(ParsingCheck, LeavesNothingPendingForAResultReleasedLater) {
     EXPECT_NO_THROW(result.release());
 }
 
-TEST(ParsingCheck, DoesNotReportAnEarlierMissThatALaterQueryCovered) {
-    TOParsing parser = parse({"--file"});
-    const Held missing(parser, "missing");
-    const Held latest(parser, "file", no_arg);
-    EXPECT_NO_THROW(parser.check());
-}
-
 TEST(ParsingCheck, OptionWithAnUnsuitableValueIsNotClaimed) {
     TOParsing parser = parse({"--file"});
     parser.exceptions(TOParsing::unknbit);
@@ -182,6 +142,98 @@ TEST(ParsingCheck, RaisesTheLatestFailureAlsoWhileAnotherExceptionUnwinds) {
         throw std::logic_error("another");
     };
     EXPECT_THROW(failing(), std::logic_error);
+}
+
+// --- what a check leaves behind for the next one ---
+
+TEST(ParsingSeries, SecondCheckInARowSucceeds) {
+    TOParsing parser = parse({"--file", "-x"});
+    ask(parser, "file");
+    ask(parser, 'x');
+    EXPECT_NO_THROW(parser.check());
+    EXPECT_NO_THROW(parser.check());
+    EXPECT_NO_THROW(parser.check());
+}
+
+TEST(ParsingSeries, ClaimsStartAfreshAfterASuccess) {
+    TOParsing parser = parse({"--file", "-x"});
+    ask(parser, "file");
+    ask(parser, 'x');
+    parser.check();
+    ask(parser, "file");
+    EXPECT_EQ(unknownShort(parser), "Unknown option '-x'");
+    ask(parser, 'x');
+    EXPECT_NO_THROW(parser.check());
+    ask(parser, 'x');
+    EXPECT_EQ(unknownLong(parser), "Unknown option '--file'");
+}
+
+TEST(ParsingSeries, ShortQueryAfterASuccessMakesTheCheckExamineAgain) {
+    TOParsing parser = parse({"-xy"});
+    ask(parser, 'x');
+    ask(parser, 'y');
+    parser.check();
+    ask(parser, 'y');
+    EXPECT_EQ(unknownShort(parser), "Unknown option '-x'");
+}
+
+TEST(ParsingSeries, MissingQueryAfterASuccessMakesTheCheckExamineAgain) {
+    TOParsing parser = parse({"--file"});
+    ask(parser, "file");
+    parser.check();
+    {
+        const Held missing(parser, "missing");
+        parser.clear();
+    }
+    EXPECT_EQ(unknownLong(parser), "Unknown option '--file'");
+}
+
+TEST(ParsingSeries, StateIsGoodAfterASuccess) {
+    TOParsing parser = parse({});
+    parser.exceptions(TOParsing::unknbit);
+    ask(parser, "missing");
+    parser.check();
+    EXPECT_EQ(parser.state(), TOParsing::goodbit);
+    parser.exceptions(7);
+    EXPECT_NO_THROW(parser.check());
+}
+
+TEST(ParsingSeries, FailedQueryFailsEachCheckTheSameWay) {
+    TOParsing parser = parse({"--file"});
+    const Held missing(parser, "missing");
+    EXPECT_THROW(parser.check(), TNoLOpt);
+    EXPECT_THROW(parser.check(), TNoLOpt);
+    const Held bad(parser, "file");
+    EXPECT_THROW(parser.check(), TBadLOpt);
+    EXPECT_THROW(parser.check(), TBadLOpt);
+}
+
+TEST(ParsingSeries, ClearAfterAFailedCheckForgivesButClaimsNothing) {
+    TOParsing parser = parse({"--file"});
+    const Held bad(parser, "file");
+    EXPECT_THROW(parser.check(), TBadLOpt);
+    parser.clear();
+    EXPECT_EQ(unknownLong(parser), "Unknown option '--file'");
+}
+
+TEST(ParsingSeries, ClearClaimsAnUnsuitableOptionWhateverTheMask) {
+    TOParsing parser = parse({"--file"});
+    parser.exceptions(TOParsing::unknbit);
+    const Held bad(parser, "file");
+    parser.clear();
+    EXPECT_NO_THROW(parser.check());
+}
+
+TEST(ParsingSeries, FailureKeepsTheClaimsAndTheState) {
+    TOParsing parser = parse({"-x", "--foo", "--goo"});
+    parser.exceptions(TOParsing::unknbit);
+    ask(parser, 'x');
+    ask(parser, "foo");
+    ask(parser, "missing");
+    EXPECT_EQ(unknownLong(parser), "Unknown option '--goo'");
+    EXPECT_EQ(parser.state(), TOParsing::nobit);
+    ask(parser, "goo");
+    EXPECT_NO_THROW(parser.check());
 }
 
 }  // namespace

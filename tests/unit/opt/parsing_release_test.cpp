@@ -23,39 +23,6 @@ using TNoLOpt = TOParsing::TNoLOpt;
 using TNoSOpt = TOParsing::TNoSOpt;
 using TUnknLOpt = TOParsing::TUnknLOpt;
 
-TEST(ResultRelease, UnwantedValueIsAnError) {
-    TOParsing parser = parse({"--delete-file=x"});
-    EXPECT_EQ(raised<TBadLOpt>([&] { ask(parser, "delete-file", no_arg); }),
-              "Incorrect long option '--delete-file'");
-}
-
-TEST(ResultRelease, MissingOrEmptyValueIsAnErrorWhereOneIsRequired) {
-    for (const char* const argument : {"--file", "--file="}) {
-        TOParsing parser = parse({argument});
-        EXPECT_EQ(raised<TBadLOpt>([&] { ask(parser, "file", req_arg); }),
-                  "Incorrect long option '--file'");
-    }
-}
-
-TEST(ResultRelease, MissingLongOptionIsAnErrorOfEveryKind) {
-    for (const int kind : {no_arg, opt_arg, req_arg}) {
-        TOParsing parser = parse({"--other"});
-        EXPECT_EQ(raised<TNoLOpt>([&] { ask(parser, "kav-dir", kind); }),
-                  "Requires long option '--kav-dir'");
-    }
-}
-
-TEST(ResultRelease, MissingShortOptionIsAnError) {
-    TOParsing parser = parse({"-h"});
-    EXPECT_EQ(raised<TNoSOpt>([&] { ask(parser, 'x'); }), "Requires short option '-x'");
-}
-
-TEST(ResultRelease, FoundOptionsRaiseNothing) {
-    TOParsing parser = parse({"--file=/tmp/a", "-h"});
-    EXPECT_NO_THROW(ask(parser, "file", req_arg));
-    EXPECT_NO_THROW(ask(parser, 'h'));
-}
-
 TEST(ResultRelease, QueryItselfRaisesNothing) {
     TOParsing parser = parse({"--file"});
     std::optional<Held> missing;
@@ -96,14 +63,6 @@ TEST(ResultRelease, LaterReleasesFindNothingPendingAfterASuccess) {
     EXPECT_NO_THROW(missing.release());
 }
 
-TEST(ResultRelease, EarlierFailureIsForgottenByALaterQuery) {
-    TOParsing parser = parse({"--file"});
-    Held missing(parser, "missing");
-    Held latest(parser, "file", opt_arg);
-    EXPECT_NO_THROW(missing.release());
-    EXPECT_NO_THROW(latest.release());
-}
-
 TEST(ResultRelease, PendingIsOverBeforeTheErrorIsThrown) {
     for (const char* const latest : {"missing", "bad"}) {
         TOParsing parser = parse({"--bad"});
@@ -112,14 +71,6 @@ TEST(ResultRelease, PendingIsOverBeforeTheErrorIsThrown) {
         EXPECT_THROW(second.release(), TOParsing::TPError);
         EXPECT_NO_THROW(first.release());
     }
-}
-
-TEST(ResultRelease, StateSurvivesTheThrow) {
-    TOParsing parser = parse({"--file"});
-    EXPECT_THROW(ask(parser, "missing"), TNoLOpt);
-    EXPECT_EQ(parser.state(), TOParsing::nobit);
-    EXPECT_THROW(ask(parser, "file", req_arg), TBadLOpt);
-    EXPECT_EQ(parser.state(), TOParsing::badbit);
 }
 
 TEST(ResultRelease, NeverThrowsWhileAnotherExceptionIsUnwinding) {

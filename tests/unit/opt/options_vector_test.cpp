@@ -1,6 +1,7 @@
-// How long the parts of a split command line live, and its index accessor.
+// What is taken from an argument vector, how long it lives, and the index accessor.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -23,6 +24,74 @@ using Strings = std::vector<std::string>;
 
 static_assert(std::is_base_of_v<zarnic::TError, TOpts::TOptsError>);
 static_assert(std::is_base_of_v<TOpts::TOptsError, TOpts::TOutOfRange>);
+
+void expectEmpty(const TOpts& options) {
+    EXPECT_EQ(options.programName(), "");
+    EXPECT_TRUE(options.arguments().empty());
+    EXPECT_TRUE(options.shortOptions().empty());
+    EXPECT_TRUE(options.longOptions().empty());
+}
+
+TEST(OptionVector, ArgumentListHoldsOptionsAndPlainArgumentsInOrderWithoutTheProgram) {
+    const Strings given = {"b", "--x=1", "-y", "a", "--", "--x=2", "a"};
+    EXPECT_EQ(split(given).arguments(), given);
+}
+
+TEST(OptionVector, ProgramNameIsTheFirstStringEvenIfItLooksLikeAnOption) {
+    const char* const argv[] = {"--file=x", "-y", nullptr};
+    const TOpts options(argv, 2);
+    EXPECT_EQ(options.programName(), "--file=x");
+    EXPECT_EQ(options.arguments(), Strings{"-y"});
+    EXPECT_TRUE(options.longOptions().empty());
+}
+
+TEST(OptionVector, EmptyProgramNameStillHasArguments) {
+    const char* const argv[] = {"", "-y", nullptr};
+    EXPECT_NE(TOpts(argv, 2).findShort('y'), nullptr);
+}
+
+TEST(OptionVector, ProgramNameAloneMakesAnEmptyList) {
+    const TOpts options = split({});
+    EXPECT_EQ(options.programName(), "program");
+    EXPECT_TRUE(options.arguments().empty());
+}
+
+TEST(OptionVector, WithoutAPositiveCountNothingIsParsed) {
+    const CommandLine line({"--file=x", "-y"});
+    for (const int argc : {0, -1, INT_MIN}) {
+        expectEmpty(TOpts(line.argv(), argc));
+    }
+}
+
+TEST(OptionVector, WithoutAProgramNameNothingIsParsed) {
+    const char* const argv[] = {nullptr, "--file=x", "-y", nullptr};
+    expectEmpty(TOpts(argv, 3));
+    expectEmpty(TOpts(argv));
+}
+
+TEST(OptionVector, WithoutAVectorNothingIsParsed) {
+    expectEmpty(TOpts(nullptr, 3));
+    expectEmpty(TOpts(nullptr));
+}
+
+TEST(OptionVector, NullPointerEndsTheArgumentsBeforeTheCountDoes) {
+    const char* const argv[] = {"program", "-a", nullptr, "-b", nullptr};
+    EXPECT_EQ(TOpts(argv, 4).arguments(), Strings{"-a"});
+}
+
+TEST(OptionVector, CountEndsTheArgumentsBeforeTheNullPointerDoes) {
+    const CommandLine line({"-a", "-b", "-c"});
+    EXPECT_EQ(TOpts(line.argv(), 3).arguments(), (Strings{"-a", "-b"}));
+}
+
+TEST(OptionVector, WithoutACountAllArgumentsUpToTheNullPointerAreParsed) {
+    const CommandLine line({"plain", "-a", "--file=x"});
+    const TOpts options(line.argv());
+    EXPECT_EQ(options.programName(), "program");
+    EXPECT_EQ(options.arguments(), (Strings{"plain", "-a", "--file=x"}));
+    EXPECT_NE(options.findShort('a'), nullptr);
+    EXPECT_EQ(options.findLong("file")->value, "x");
+}
 
 // Names n_, n_a, n_aa and so on: one entry each, and many times more than any first capacity.
 Strings manyOptions() {
