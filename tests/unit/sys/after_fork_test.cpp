@@ -1,16 +1,20 @@
 #include "lib/sys/after_fork.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <new>
 
 #include "tests/support/escaped.h"
 #include "tests/unit/sys/runs.h"
+#include "zarnic/sys/preparers.h"
 
 namespace {
 
@@ -43,12 +47,14 @@ namespace zarnic::sys {
 namespace {
 
 using test::isolated;
+using test::probe;
+using test::program;
+using test::readFile;
+using test::runOnce;
 
 class AfterFork : public test::RunTest {
   protected:
     static TEArgs listOf(const test::Words& words) { return test::program(words).args(); }
-
-    const test::TempDir dir;
 };
 
 TEST_F(AfterFork, ItBecomesTheProgram) {
@@ -60,34 +66,6 @@ TEST_F(AfterFork, ItBecomesTheProgram) {
     EXPECT_EQ(test::reported(captured.out, "pid"), test::reported(captured.out, "own"));
     EXPECT_EQ(test::reported(captured.out, "argv"),
               (test::Words{test::escaped(PROBE_PATH), "report"}));
-}
-
-TEST_F(AfterFork, WithSearchABareNameIsFoundThroughPath) {
-    const auto captured = test::inChild([] { execProgram(listOf({"echo", "found"}), true); });
-    EXPECT_EQ(captured.out, "found\n");
-}
-
-TEST_F(AfterFork, WithoutSearchABareNameIsNotFound) {
-    EXPECT_EQ(execProgram(listOf({"echo", "found"}), false), ENOENT);
-}
-
-TEST_F(AfterFork, AMissingProgramIsReportedByItsErrorNumber) {
-    EXPECT_EQ(execProgram(listOf({"/no/such/program"}), false), ENOENT);
-    EXPECT_EQ(execProgram(listOf({"/no/such/program"}), true), ENOENT);
-    EXPECT_EQ(execProgram(listOf({"no_such_program_anywhere"}), true), ENOENT);
-}
-
-TEST_F(AfterFork, AFileThatIsNotExecutableIsReportedByItsErrorNumber) {
-    test::writeFile(dir / "plain", "exit 0\n");
-    EXPECT_EQ(execProgram(listOf({dir / "plain"}), false), EACCES);
-    EXPECT_EQ(execProgram(listOf({dir / "plain"}), true), EACCES);
-}
-
-TEST_F(AfterFork, AnEmptyListFailsAsTheEmptyFileNameDoes) {
-    for (const bool search : {false, true}) {
-        EXPECT_EQ(execProgram(TEArgs(), search), ENOENT);
-        EXPECT_EQ(execProgram(listOf({""}), search), ENOENT);
-    }
 }
 
 TEST_F(AfterFork, TheErrorIsTakenBeforeTheArgumentsAreFreed) {
@@ -104,5 +82,166 @@ TEST_F(AfterFork, TheListIsUnchangedAfterAFailure) {
     EXPECT_EQ(args.elements(), (test::Words{"/no/such/program", "a", ""}));
 }
 
+// --- a text as the standard input, and the writer process that feeds it ---
+
+// More than a pipe holds.
+const std::string long_text(300000, 'x');
+
+class AfterForkText : public test::RunTest {
+  protected:
+    // What cat makes of a text.
+    std::string throughCat(const std::string& text) {
+        EXPECT_EQ(runOnce(program({"cat"}).fromText(text).toFile(dir / "out")).code, 0);
+        return readFile(dir / "out");
+    }
+
+    const test::TempDir dir;
+};
+
+// Runs, and returns the raw status of the writer that the run leaves behind. The writer comes
+// to this process because nobody else has waited for it.
+int writersStatus(const TExec& exec, int expectedCode) {
+    TExec running(exec);
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    const TExecResult result = runOnce(running);
+    EXPECT_EQ(result.code, expectedCode);
+    int status = -1;
+    EXPECT_GT(::waitpid(-1, &status, 0), 0);
+    EXPECT_TRUE(test::childless());
+    return status;
+}
+
+TEST_F(AfterForkText, NothingIsAddedToTheText) { EXPECT_EQ(throughCat("3"), "3"); }
+
+TEST_F(AfterForkText, EveryByteArrives) {
+    std::string bytes;
+    for (int round = 0; round < 10; ++round) {
+        for (int byte = 0; byte < 256; ++byte) {
+            bytes += static_cast<char>(byte);
+        }
+    }
+    EXPECT_EQ(throughCat(bytes), bytes);
+}
+
+TEST_F(AfterForkText, AnEmptyTextIsAnImmediateEndOfFile) {
+    isolated([&] {
+        EXPECT_EQ(runOnce(probe({"count"}).fromText("").toFile(dir / "count")).code, 0);
+        EXPECT_EQ(readFile(dir / "count"), "0");
+    });
+}
+
+TEST_F(AfterForkText, MoreThanAPipeHoldsArrivesWhole) {
+    isolated([&] { EXPECT_EQ(throughCat(long_text), long_text); });
+}
+
+TEST_F(AfterForkText, TheProgramHasOnlyTheReadEndAsItsInput) {
+    const auto own = test::descriptors();
+    runOnce(probe({"report"}).fromText("text").toFile(dir / "report"));
+    const std::string report = readFile(dir / "report");
+    EXPECT_EQ(test::inherited(report), own);
+    EXPECT_TRUE(test::target(report, 0).starts_with("pipe:"));
+}
+
+TEST_F(AfterForkText, TheParentHasNoDescriptorOfIt) {
+    const auto own = test::descriptors();
+    throughCat("text");
+    EXPECT_EQ(test::descriptors(), own);
+}
+
+TEST_F(AfterForkText, TheProgramAndNotTheWriterIsTheCallersChild) {
+    isolated([&] {
+        ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+        const TExecResult result =
+            runOnce(probe({"report"}, 5).fromText("text").toFile(dir / "report"));
+        EXPECT_EQ(test::reap(result.pid), 0);
+        EXPECT_EQ(test::reported(readFile(dir / "report"), "pid"),
+                  test::Words{std::to_string(result.pid)});
+    });
+}
+
+TEST_F(AfterForkText, TheWriterIsNotWaitedForAndEndsWithZero) {
+    isolated([&] {
+        EXPECT_EQ(writersStatus(program({"cat"}).fromText("text").toFile("/dev/null"), 0), 0);
+    });
+}
+
+TEST_F(AfterForkText, TheWriterEndsWithZeroWhenNobodyReads) {
+    isolated([] { EXPECT_EQ(writersStatus(probe({"exit", "5"}).fromText(long_text), 5), 0); });
+}
+
+TEST_F(AfterForkText, TheWriterEndsWithZeroWhenTheProgramCannotStart) {
+    isolated([] {
+        const TExec failing = program({"/no/such/program"}).fromText(long_text);
+        EXPECT_EQ(writersStatus(failing, ENOENT), 0);
+    });
+}
+
+// The writer is a copy of the program and ends as the program does.
+TEST_F(AfterForkText, TheWriterRunsTheExitHandlers) {
+    isolated([&] {
+        static std::string path;
+        path = dir / "handled";
+        std::atexit([] { test::writeFile(path, "handled"); });
+        EXPECT_EQ(writersStatus(probe({"exit", "0"}).fromText("text"), 0), 0);
+        EXPECT_EQ(readFile(path), "handled");
+    });
+}
+
+TEST_F(AfterForkText, WhatTheCallerHasNotWrittenYetComesFirst) {
+    isolated([&] {
+        std::printf("pending ");
+        EXPECT_EQ(throughCat("text"), "pending text");
+    });
+}
+
+// The caller's stream is the caller's: it neither pads the text, nor throws up the writer's
+// stack, which would be a second copy of the caller.
+TEST_F(AfterForkText, WhatTheCallerDidToItsStreamDoesNotReachTheWriter) {
+    isolated([&] {
+        std::cout.width(40);
+        std::cout.fill('*');
+        EXPECT_EQ(throughCat("text"), "text");
+        std::cout.width(0);
+        std::cout.exceptions(std::ios::badbit | std::ios::failbit);
+        EXPECT_EQ(writersStatus(probe({"exit", "5"}).fromText(long_text), 5), 0);
+    });
+}
+
+// Only the writer ignores it: the program must die of its own broken pipes.
+TEST_F(AfterForkText, TheProgramDoesNotIgnoreBrokenPipes) {
+    isolated([&] {
+        ::signal(SIGPIPE, SIG_DFL);
+        runOnce(probe({"report"}).fromText("text").toFile(dir / "report"));
+        const auto ignored = test::reported(readFile(dir / "report"), "ignored").at(0);
+        EXPECT_EQ(std::stoul(ignored, nullptr, 16) >> (SIGPIPE - 1) & 1U, 0U);
+    });
+}
+
+TEST_F(AfterForkText, TwoTextsLeaveTheLaterOne) {
+    runOnce(program({"cat"}).fromText("first").fromText("second").toFile(dir / "out"));
+    EXPECT_EQ(readFile(dir / "out"), "second");
+}
+
+TEST_F(AfterForkText, AFailingPipeIsThrownInTheChild) {
+    TExec exec = test::inChildDo([] {
+        TExec unused = probe({});
+        TReadFromStr text("text");
+        return test::errnoWithoutDescriptors([&] { text.inChild(unused); });
+    });
+    EXPECT_EQ(exec.run().code, EMFILE);
+}
+
+// The limit falls in the child, after its own fork.
+TEST_F(AfterForkText, AFailingForkIsThrownInTheChild) {
+    isolated([] {
+        TExec exec = test::inChildDo([] {
+            const test::NoNewProcesses limit;
+            TExec unused = probe({});
+            TReadFromStr text("text");
+            return test::thrownErrno([&] { text.inChild(unused); });
+        });
+        EXPECT_EQ(exec.run().code, EAGAIN);
+    });
+}
 }  // namespace
 }  // namespace zarnic::sys

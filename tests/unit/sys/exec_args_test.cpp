@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <limits>
 #include <string>
 #include <type_traits>
 
@@ -9,6 +11,12 @@ namespace zarnic::sys {
 namespace {
 
 using Elements = std::vector<std::string>;
+
+static_assert(std::is_const_v<decltype(el)>);
+static_assert(std::is_base_of_v<TSysErr, TEArgs::TEArgsError>);
+static_assert(std::is_base_of_v<TEArgs::TEArgsError, TEArgs::TOverflow>);
+static_assert(std::is_base_of_v<TEArgs::TEArgsError, TEArgs::TOutOfRange>);
+static_assert(!std::is_base_of_v<TSysCallErr, TEArgs::TEArgsError>, "it has no error number");
 
 TEArgs listOf(std::size_t count) {
     TEArgs args;
@@ -26,12 +34,10 @@ TEST(ExecArgs, AFreshListIsEmpty) {
     EXPECT_TRUE(args.elements().empty());
 }
 
-TEST(ExecArgs, TheEmptyListHasRoomForTen) {
-    EXPECT_EQ(el.size(), 0U);
+TEST(ExecArgs, AnEmptyListHasRoomForTen) {
+    EXPECT_GE(TEArgs().elements().capacity(), 10U);
     EXPECT_GE(el.elements().capacity(), 10U);
 }
-
-TEST(ExecArgs, AFreshListHasRoomForTen) { EXPECT_GE(TEArgs().elements().capacity(), 10U); }
 
 TEST(ExecArgs, TheEmptyListStaysEmptyWhenACopyGrows) {
     TEArgs copy(el);
@@ -40,8 +46,6 @@ TEST(ExecArgs, TheEmptyListStaysEmptyWhenACopyGrows) {
     EXPECT_EQ(el.size(), 0U);
     EXPECT_FALSE(shareStorage(copy, el));
 }
-
-TEST(ExecArgs, TheEmptyListCannotBeChanged) { EXPECT_TRUE(std::is_const_v<decltype(el)>); }
 
 TEST(ExecArgs, ChainedAdditionsKeepTheirOrder) {
     TEArgs args;
@@ -58,30 +62,10 @@ TEST(ExecArgs, AnAdditionReturnsTheListItself) {
 
 TEST(ExecArgs, TextIsStoredExactlyAsGiven) {
     const std::string odd = "a b\t\"c\" 'd' $HOME `e` \\f * ? ; | \n \xff";
+    const std::string with_nul("a\0b", 3);
     TEArgs args;
-    args << odd << odd.c_str();
-    EXPECT_EQ(args.elements(), (Elements{odd, odd}));
-}
-
-TEST(ExecArgs, AStringKeepsItsNulBytes) {
-    const std::string text("a\0b", 3);
-    TEArgs args;
-    args << text;
-    EXPECT_EQ(args.at(0), text);
-}
-
-TEST(ExecArgs, AnEmptyStringIsAnElement) {
-    TEArgs args;
-    args << "" << std::string();
-    EXPECT_EQ(args.elements(), (Elements{"", ""}));
-}
-
-TEST(ExecArgs, EmptyStringsCountTowardTheLimit) {
-    TEArgs args;
-    for (int i = 0; i < 100; ++i) {
-        args << "";
-    }
-    EXPECT_THROW(args << "", TEArgs::TOverflow);
+    args << odd << odd.c_str() << with_nul << "" << std::string();
+    EXPECT_EQ(args.elements(), (Elements{odd, odd, with_nul, "", ""}));
 }
 
 TEST(ExecArgs, AnOwnElementCanBeAddedAgain) {
@@ -97,13 +81,9 @@ TEST(ExecArgs, ACopySharesItsStorage) {
     const TEArgs a = listOf(3);
     const TEArgs b(a);
     EXPECT_TRUE(shareStorage(a, b));
-}
-
-TEST(ExecArgs, AnAssignedCopySharesItsStorage) {
-    const TEArgs a = listOf(3);
-    TEArgs b;
-    b = a;
-    EXPECT_TRUE(shareStorage(a, b));
+    TEArgs c;
+    c = a;
+    EXPECT_TRUE(shareStorage(a, c));
 }
 
 TEST(ExecArgs, AddingToACopyLeavesTheOriginalUnchanged) {
@@ -113,14 +93,9 @@ TEST(ExecArgs, AddingToACopyLeavesTheOriginalUnchanged) {
     EXPECT_EQ(a.elements(), (Elements{"0", "1"}));
     EXPECT_EQ(b.elements(), (Elements{"0", "1", "new"}));
     EXPECT_FALSE(shareStorage(a, b));
-}
-
-TEST(ExecArgs, AddingAStringToACopyLeavesTheOriginalUnchanged) {
-    const TEArgs a = listOf(2);
-    TEArgs b(a);
-    b << std::string("new");
+    TEArgs c(a);
+    c << std::string("new");
     EXPECT_EQ(a.elements(), (Elements{"0", "1"}));
-    EXPECT_EQ(b.elements(), (Elements{"0", "1", "new"}));
 }
 
 TEST(ExecArgs, AddingToTheOriginalLeavesTheCopyUnchanged) {
@@ -137,27 +112,11 @@ TEST(ExecArgs, AddingToAListThatIsNoLongerSharedDoesNotCopy) {
     {
         TEArgs b(a);
         b << "detaches b";
+        const TEArgs ended(a);
     }
     a << "c string" << std::string("string");
     a.append(listOf(2));
     EXPECT_EQ(&a.elements(), storage);
-}
-
-TEST(ExecArgs, TheLastHandleOnSharedStorageDoesNotCopy) {
-    TEArgs a = listOf(2);
-    const Elements* const storage = &a.elements();
-    { const TEArgs b(a); }
-    a << "new";
-    EXPECT_EQ(&a.elements(), storage);
-}
-
-TEST(ExecArgs, AListSharedByThreeDetachesOnlyTheChangedOne) {
-    const TEArgs a = listOf(2);
-    TEArgs b(a);
-    const TEArgs c(a);
-    b << "new";
-    EXPECT_TRUE(shareStorage(a, c));
-    EXPECT_EQ(c.size(), 2U);
 }
 
 TEST(ExecArgs, AppendingAddsEveryElementInOrder) {
@@ -180,21 +139,15 @@ TEST(ExecArgs, AppendingToACopyLeavesTheOriginalUnchanged) {
     EXPECT_EQ(b.elements(), (Elements{"0", "1", "0", "1"}));
 }
 
-TEST(ExecArgs, AListAppendedToItselfDoubles) {
+TEST(ExecArgs, AListAppendedToItselfDoublesAlone) {
     TEArgs args = listOf(50);
+    const TEArgs shared(args);
     args.append(args);
+    EXPECT_EQ(shared.size(), 50U);
     ASSERT_EQ(args.size(), 100U);
     for (std::size_t i = 0; i < 100; ++i) {
         EXPECT_EQ(args.at(i), std::to_string(i % 50));
     }
-}
-
-TEST(ExecArgs, ASharedListAppendedToItselfDoublesAlone) {
-    TEArgs args = listOf(12);
-    const TEArgs shared(args);
-    args.append(args);
-    EXPECT_EQ(args.size(), 24U);
-    EXPECT_EQ(shared.size(), 12U);
 }
 
 TEST(ExecArgs, CopyAndAddLeavesTheSourceUntouched) {
@@ -206,11 +159,90 @@ TEST(ExecArgs, CopyAndAddLeavesTheSourceUntouched) {
     EXPECT_EQ(&source.elements(), storage);
 }
 
-TEST(ExecArgs, EveryIndexNamesItsElement) {
-    const TEArgs args = listOf(100);
-    for (std::size_t i = 0; i < 100; ++i) {
-        EXPECT_EQ(args.at(i), std::to_string(i));
+// --- what does not fit, and what is not there ---
+
+std::string overflow(std::size_t count, std::size_t added) {
+    return "The number of arguments has exceeded the defined limits (arguments number = " +
+           std::to_string(count) + ", add. arguments number = " + std::to_string(added) +
+           ", max = 100)";
+}
+
+// The message of the TOverflow that `action` throws; empty when it throws none.
+template <class Action>
+std::string overflowOf(const Action& action) {
+    try {
+        action();
+    } catch (const TEArgs::TOverflow& error) {
+        return error.message();
     }
+    return {};
+}
+
+// The message of the TOutOfRange for an index; empty when there is an element.
+std::string outOfRangeOf(const TEArgs& args, std::size_t index) {
+    try {
+        args.at(index);
+    } catch (const TEArgs::TOutOfRange& error) {
+        EXPECT_EQ(error.index(), index);
+        EXPECT_EQ(&error.args().elements(), &args.elements());
+        EXPECT_EQ(error.nested().get(), nullptr);
+        return error.what();
+    }
+    return {};
+}
+
+TEST(ExecArgsErrors, AHundredAdditionsFitAndTheNextIsRefused) {
+    TEArgs args = listOf(100);
+    EXPECT_EQ(args.size(), TEArgs::max_size);
+    EXPECT_EQ(overflowOf([&] { args << "one more"; }), overflow(100, 1));
+    EXPECT_EQ(overflowOf([&] { args << std::string("one more"); }), overflow(100, 1));
+    EXPECT_EQ(overflowOf([&] { args + "one more"; }), overflow(100, 1));
+    EXPECT_EQ(args.size(), 100U);
+}
+
+TEST(ExecArgsErrors, EveryPairOfLengthsFitsExactlyUpToTheLimit) {
+    for (std::size_t count = 0; count <= 100; ++count) {
+        const TEArgs base = listOf(count);
+        for (std::size_t added = 0; added <= 100; ++added) {
+            TEArgs args(base);
+            const TEArgs tail = listOf(added);
+            const std::string refusal = overflowOf([&] { args.append(tail); });
+            const bool fits = count + added <= 100;
+            ASSERT_EQ(refusal, fits ? "" : overflow(count, added));
+            ASSERT_EQ(args.size(), fits ? count + added : count);
+        }
+    }
+}
+
+// The check stands before the detach: a refused addition must not even cost the sharing.
+TEST(ExecArgsErrors, ARefusedAdditionKeepsTheStorageShared) {
+    TEArgs args = listOf(100);
+    const TEArgs shared(args);
+    EXPECT_THROW(args << "one more", TEArgs::TOverflow);
+    EXPECT_THROW(args << std::string("one more"), TEArgs::TOverflow);
+    EXPECT_THROW(args.append(listOf(1)), TEArgs::TOverflow);
+    EXPECT_EQ(&args.elements(), &shared.elements());
+}
+
+TEST(ExecArgsErrors, AnOverflowSharesTheListAndKeepsItAsItWas) {
+    TEArgs args = listOf(98);
+    try {
+        args.append(listOf(3));
+        FAIL();
+    } catch (const TEArgs::TEArgsError& error) {
+        EXPECT_EQ(&error.args().elements(), &args.elements());
+        args << "later";
+        EXPECT_EQ(error.args().size(), 98U);
+    }
+}
+
+TEST(ExecArgsErrors, TheFirstIndexPastTheEndIsOutOfRangeForEveryLength) {
+    for (std::size_t count = 0; count <= 100; ++count) {
+        EXPECT_EQ(outOfRangeOf(listOf(count), count),
+                  "Wrong index (index = " + std::to_string(count) + ")");
+    }
+    EXPECT_EQ(outOfRangeOf(el, std::numeric_limits<std::uint64_t>::max()),
+              "Wrong index (index = 18446744073709551615)");
 }
 
 }  // namespace

@@ -152,21 +152,6 @@ TEST_F(ExecList, ProgramsThatAreNotWaitedForAreAllLeftToTheCaller) {
     });
 }
 
-TEST_F(ExecList, WhatOneProgramPrintsTheNextOneReads) {
-    TExecList list = probe({"write", "3000"}) | program({"cat"}) | probe({"count"});
-    list = list.toFile(dir / "count");
-    EXPECT_EQ(runList(list).code, 0);
-    EXPECT_EQ(readFile(dir / "count"), "3000");
-}
-
-// The parent has closed both ends, so the reader sees the end of the file.
-TEST_F(ExecList, TheReaderSeesTheEndWhenTheWriterEnds) {
-    isolated([] {
-        TExecList list = probe({"write", "0"}) | probe({"count"});
-        EXPECT_EQ(runList(list).code, 0);
-    });
-}
-
 TEST_F(ExecList, AListRunsAgainWithNewPipes) {
     const auto own = test::descriptors();
     TExecList list = probe({"args", "text"}) | program({"cat"});

@@ -127,16 +127,6 @@ TEST_F(OutputFailures, AStoppedChildIsReportedLikeOneEndedByASignal) {
     });
 }
 
-TEST_F(OutputFailures, TheSingleRunnerFormReportsTheSame) {
-    std::string out;
-    try {
-        checkedOutput(out, probe({"exit", "7"}));
-        FAIL();
-    } catch (const std::runtime_error& error) {
-        EXPECT_STREQ(error.what(), "child failed (exit code=7): ");
-    }
-}
-
 // The child's copy of the caller has the pipe as its standard output.
 TEST_F(OutputFailures, AnExecErrorIsPrintedByTheChildAndComesBackAsOutput) {
     isolated([] {

@@ -10,6 +10,26 @@
 #include "tests/unit/sys/runs.h"
 #include "zarnic/sys/preparers.h"
 
+// The linker has the product call read here.
+namespace {
+
+int reads = 0;
+int reads_of_a_chunk = 0;
+
+}  // namespace
+
+extern "C" {
+
+ssize_t __real_read(int descriptor, void* buffer, std::size_t size);
+ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size);
+
+ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size) {
+    ++reads;
+    reads_of_a_chunk += size == 1024 ? 1 : 0;
+    return __real_read(descriptor, buffer, size);
+}
+}
+
 namespace zarnic::sys {
 namespace {
 
@@ -36,12 +56,6 @@ class Output : public test::RunTest {
 
 TEST_F(Output, WhatTheProgramPrintsIsCaptured) {
     EXPECT_EQ(captured(probe({"args", "one", "two"})), "one\ntwo\n");
-}
-
-TEST_F(Output, ASingleRunnerIsTakenToo) {
-    std::string out;
-    checkedOutput(out, probe({"args", "text"}));
-    EXPECT_EQ(out, "text\n");
 }
 
 // What a program finds in its mode besides the three bits is no part of a run.
@@ -72,11 +86,6 @@ TEST_F(Output, StandardOutputThatWasClosedIsCapturedToo) {
     });
 }
 
-TEST_F(Output, EarlierContentIsReplaced) {
-    EXPECT_EQ(captured(probe({"exit", "0"})), "");
-    EXPECT_EQ(captured(probe({"args", "x"})), "x\n");
-}
-
 TEST_F(Output, StandardErrorIsNotCaptured) {
     const TExec both = probe({"both", "out", "err"});
     const test::Captured child = test::inChild([&] { std::cout << captured(both); });
@@ -89,6 +98,13 @@ TEST_F(Output, EveryLengthAroundTheChunksEdgesArrivesWhole) {
         EXPECT_EQ(captured(probe({"write", std::to_string(length)})),
                   std::string(static_cast<std::size_t>(length), 'x'));
     }
+}
+
+TEST_F(Output, EveryReadAsksFor1024Bytes) {
+    reads = reads_of_a_chunk = 0;
+    EXPECT_EQ(captured(probe({"write", "3000"})).size(), 3000U);
+    EXPECT_GE(reads, 4);
+    EXPECT_EQ(reads_of_a_chunk, reads);
 }
 
 TEST_F(Output, EveryByteArrivesInItsPlace) {
@@ -115,10 +131,6 @@ TEST_F(Output, TheStatusIsTheRawWordOfTheLastProgram) {
     EXPECT_EQ(statusOf(probe({"exit", "3"})), 3 << 8);
     EXPECT_EQ(statusOf(probe({"die", "15"})), SIGTERM);
     EXPECT_EQ(statusOf(probe({"exit", "3"}) | probe({"exit", "4"})), 4 << 8);
-}
-
-TEST_F(Output, TheOtherProgramsAreNotExamined) {
-    EXPECT_EQ(captured(probe({"exit", "3"}) | probe({"args", "fine"})), "fine\n");
 }
 
 TEST_F(Output, OnlyTheLastProgramIsWaitedFor) {
@@ -148,16 +160,11 @@ TEST_F(Output, TheCaptureActsAfterTheEarlierPreparers) {
 }
 
 TEST_F(Output, AnEmptyListLeavesOutputAndStatusAsTheyWere) {
+    const auto own = descriptors();
     std::string out = "as it was";
     int status = 4711;
     readOutput(out, status, TExecList());
-    EXPECT_EQ(out, "as it was");
     EXPECT_EQ(status, 4711);
-}
-
-TEST_F(Output, AnEmptyListIsCheckedWithoutAnError) {
-    const auto own = descriptors();
-    std::string out = "as it was";
     checkedOutput(out, TExecList());
     EXPECT_EQ(out, "as it was");
     EXPECT_EQ(descriptors(), own);

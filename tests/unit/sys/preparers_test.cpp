@@ -5,13 +5,13 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <set>
 #include <type_traits>
 
+#include "tests/unit/sys/recording_preparer.h"
 #include "tests/unit/sys/runs.h"
 
 namespace zarnic::sys {
@@ -19,7 +19,9 @@ namespace {
 
 using test::descriptors;
 using test::isolated;
+using test::Notes;
 using test::probe;
+using test::recorder;
 
 class Preparers : public test::RunTest {
   protected:
@@ -27,15 +29,6 @@ class Preparers : public test::RunTest {
     const SharedHandle<TPipe> pipe{new TPipe};
     TExec exec = probe({});
 };
-
-std::string readAll(int descriptor) {
-    std::string text;
-    char byte = 0;
-    while (::read(descriptor, &byte, 1) == 1) {
-        text += byte;
-    }
-    return text;
-}
 
 TEST_F(Preparers, TheWritingSideMakesThePipe) {
     TWriteToPipeline(pipe).beforeFork(exec);
@@ -97,14 +90,6 @@ TEST_F(Preparers, ACaptureMakesAPipeAndTheParentKeepsItsReadEnd) {
     EXPECT_EQ(::fcntl(capture.readEnd(), F_GETFL) & O_ACCMODE, O_RDONLY);
 }
 
-// Without the close in the parent this would wait for ever.
-TEST_F(Preparers, ACaptureEndsWhenTheChildEnds) {
-    auto* const capture = new TReadOut;
-    TExec captured = probe({"args", "text"}).with(TExec::Preparer(capture));
-    EXPECT_EQ(test::runOnce(captured).code, 0);
-    EXPECT_EQ(readAll(capture->readEnd()), "text\n");
-}
-
 TEST_F(Preparers, ACaptureLeavesItsReadEndOpenWhenItIsDestroyed) {
     int readEnd = -1;
     {
@@ -159,5 +144,100 @@ TEST_F(Preparers, PipesAcceptErrorsAndAddNothingBeforeExec) {
     EXPECT_EQ(descriptors(), own);
 }
 
+class PreparersUnion : public test::RunTest {
+  protected:
+    TUnionPrep answering(bool first, bool second) const {
+        return {recorder(notes, "1.", first), recorder(notes, "2.", second)};
+    }
+
+    // All six hooks once.
+    void callAll(TExec::TPrepare& prepare) {
+        prepare.beforeFork(exec);
+        prepare.forkFailed(exec);
+        prepare.inParent(exec);
+        prepare.inChild(exec);
+        prepare.beforeExec(exec);
+        prepare.execFailed(exec);
+    }
+
+    const Notes notes;
+    const TExec::Preparer none;
+    TExec exec = probe({});
+};
+
+TEST_F(PreparersUnion, EachHookCallsTheFirstAndThenTheSecond) {
+    TUnionPrep both = answering(true, true);
+    callAll(both);
+    EXPECT_EQ(notes.of("parent"),
+              "1.beforeFork 2.beforeFork 1.forkFailed 2.forkFailed 1.inParent 2.inParent "
+              "1.inChild 2.inChild 1.beforeExec 2.beforeExec 1.execFailed 2.execFailed");
+}
+
+TEST_F(PreparersUnion, TheFirstsAnswerIsIgnored) {
+    for (const bool first : {false, true}) {
+        for (const bool second : {false, true}) {
+            TUnionPrep both = answering(first, second);
+            EXPECT_EQ(both.forkFailed(exec), second);
+            EXPECT_EQ(both.execFailed(exec), second);
+        }
+    }
+}
+
+TEST_F(PreparersUnion, WithoutASecondTheAnswerIsTrue) {
+    for (const bool first : {false, true}) {
+        TUnionPrep alone(recorder(notes, "1.", first), none);
+        EXPECT_TRUE(alone.forkFailed(exec));
+        EXPECT_TRUE(alone.execFailed(exec));
+    }
+}
+
+TEST_F(PreparersUnion, WithoutAFirstTheSecondAnswers) {
+    for (const bool second : {false, true}) {
+        TUnionPrep alone(none, recorder(notes, "2.", second));
+        EXPECT_EQ(alone.forkFailed(exec), second);
+        EXPECT_EQ(alone.execFailed(exec), second);
+    }
+}
+
+TEST_F(PreparersUnion, WithoutASecondTheFirstIsCalled) {
+    TUnionPrep alone(recorder(notes, "1."), none);
+    callAll(alone);
+    EXPECT_EQ(notes.of("parent"),
+              "1.beforeFork 1.forkFailed 1.inParent 1.inChild 1.beforeExec 1.execFailed");
+}
+
+TEST_F(PreparersUnion, WithoutAFirstTheSecondIsCalled) {
+    TUnionPrep alone(none, recorder(notes, "2."));
+    callAll(alone);
+    EXPECT_EQ(notes.of("parent"),
+              "2.beforeFork 2.forkFailed 2.inParent 2.inChild 2.beforeExec 2.execFailed");
+}
+
+TEST_F(PreparersUnion, WithoutBothNothingHappensAndErrorsAreAccepted) {
+    TUnionPrep empty(none, none);
+    callAll(empty);
+    EXPECT_TRUE(empty.forkFailed(exec));
+    EXPECT_TRUE(empty.execFailed(exec));
+    EXPECT_EQ(notes.of("parent"), "");
+}
+
+TEST_F(PreparersUnion, BothGetTheRunnerThatTheUnionGot) {
+    TUnionPrep both(TExec::Preparer(new test::Recorder(notes, "1.", true, &exec)),
+                    TExec::Preparer(new test::Recorder(notes, "2.", true, &exec)));
+    callAll(both);
+    EXPECT_EQ(notes.of("parent").find("foreign"), std::string::npos);
+}
+
+TEST_F(PreparersUnion, ItSharesItsParts) {
+    const TExec::Preparer first = recorder(notes, "1.");
+    const TExec::Preparer second = recorder(notes, "2.");
+    {
+        const TUnionPrep both(first, second);
+        EXPECT_EQ(first.useCount(), 2);
+        EXPECT_EQ(second.useCount(), 2);
+    }
+    EXPECT_EQ(first.useCount(), 1);
+    EXPECT_EQ(second.useCount(), 1);
+}
 }  // namespace
 }  // namespace zarnic::sys

@@ -1,27 +1,27 @@
 #include "zarnic/sys/wait.h"
 
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <climits>
 #include <cstdlib>
+#include <cstring>
+#include <typeinfo>
+
+#include "tests/unit/sys/runs.h"
+#include "zarnic/error/system_error.h"
 
 namespace zarnic::sys {
 namespace {
 
-TEST(WaitStatus, EveryWordIsTakenApartIntoItsFields) {
-    for (int code = 0; code < 256; ++code) {
-        for (int core = 0; core < 2; ++core) {
-            for (int signal = 0; signal < 128; ++signal) {
-                const int word = code * 256 + core * 128 + signal;
-                ASSERT_EQ(endedBySignal(word), signal != 0) << word;
-                ASSERT_EQ(exitCode(word), code) << word;
-            }
-        }
-    }
-}
+using test::isolated;
 
+static_assert(exitCode(0x0300) == 3, "usable in constants");
+static_assert(endedBySignal(SIGKILL));
+
+// A stop and a continuation, which the wait reports too, count as ends by a signal.
 TEST(WaitStatus, EveryWordIsReadAsTheSystemReadsIt) {
     for (int word = 0; word < 65536; ++word) {
         ASSERT_EQ(endedBySignal(word), !WIFEXITED(word)) << word;
@@ -29,51 +29,92 @@ TEST(WaitStatus, EveryWordIsReadAsTheSystemReadsIt) {
     }
 }
 
-TEST(WaitStatus, EverySignalCountsWithAndWithoutCore) {
-    for (int signal = 1; signal <= 31; ++signal) {
-        EXPECT_TRUE(endedBySignal(signal));
-        EXPECT_TRUE(endedBySignal(signal | 0x80));
-    }
-}
-
-TEST(WaitStatus, TheCoreFlagAloneIsNoSignal) {
-    EXPECT_FALSE(endedBySignal(0x80));
-    EXPECT_EQ(exitCode(0x80), 0);
-}
-
-TEST(WaitStatus, AStoppedChildCountsAsEndedBySignal) {
-    for (int signal = 1; signal <= 31; ++signal) {
-        EXPECT_TRUE(endedBySignal(signal << 8 | 0x7f));
-    }
-}
-
-TEST(WaitStatus, AContinuedChildCountsAsEndedBySignal) { EXPECT_TRUE(endedBySignal(0xffff)); }
-
 TEST(WaitStatus, BitsAboveTheWordAreNoPartOfTheCode) {
     EXPECT_EQ(exitCode(0x10300), 3);
     EXPECT_EQ(exitCode(-1), 255);
 }
 
-TEST(WaitStatus, ItIsUsableInConstants) {
-    static_assert(exitCode(0x0300) == 3);
-    static_assert(endedBySignal(SIGKILL));
-    SUCCEED();
-}
+class WaitChild : public test::RunTest {};
 
-// The fields above are those of real children too.
-TEST(WaitStatus, AStoppedChildOfTheSystemHasAllSevenBitsSet) {
+// A child that runs `body` and exits with its result.
+template <class Body>
+pid_t forked(const Body& body) {
     const pid_t pid = ::fork();
     if (pid == 0) {
-        ::raise(SIGSTOP);
-        std::_Exit(0);
+        std::_Exit(body());
     }
-    int status = 0;
-    ASSERT_EQ(::waitpid(pid, &status, WUNTRACED), pid);
-    EXPECT_EQ(status, SIGSTOP << 8 | 0x7f);
-    EXPECT_TRUE(endedBySignal(status));
+    return pid;
+}
+
+TEST_F(WaitChild, TheStatusIsTheRawWordForEveryExitCode) {
+    for (int code = 0; code < 256; ++code) {
+        ASSERT_EQ(waitChild(forked([code] { return code; })), code << 8);
+    }
+}
+
+TEST_F(WaitChild, TheStatusOfAKilledChildIsItsSignal) {
+    for (const int signal : {SIGHUP, SIGINT, SIGKILL, SIGTERM, SIGUSR1}) {
+        EXPECT_EQ(waitChild(forked([signal] {
+                      ::signal(signal, SIG_DFL);
+                      return ::raise(signal);
+                  })),
+                  signal);
+    }
+}
+
+TEST_F(WaitChild, OnlyTheGivenChildIsWaitedFor) {
+    const pid_t first = forked([] { return 1; });
+    const pid_t second = forked([] { return 2; });
+    EXPECT_EQ(waitChild(second), 2 << 8);
+    EXPECT_EQ(waitChild(first), 1 << 8);
+}
+
+TEST_F(WaitChild, AStoppedChildIsReportedAsStopped) {
+    const pid_t pid = forked([] { return ::raise(SIGSTOP); });
+    EXPECT_EQ(waitChild(pid), SIGSTOP << 8 | 0x7f);
     ::kill(pid, SIGKILL);
-    ASSERT_EQ(::waitpid(pid, &status, 0), pid);
-    EXPECT_EQ(status, SIGKILL);
+    EXPECT_EQ(waitChild(pid), SIGKILL);
+}
+
+TEST_F(WaitChild, AMissingChildGivesZero) {
+    const pid_t pid = forked([] { return 3; });
+    EXPECT_EQ(waitChild(pid), 3 << 8);
+    EXPECT_EQ(waitChild(pid), 0);
+}
+
+TEST_F(WaitChild, AChildWhoseEndIsIgnoredGivesZero) {
+    isolated([] {
+        ::signal(SIGCHLD, SIG_IGN);
+        EXPECT_EQ(waitChild(forked([] { return 3; })), 0);
+    });
+}
+
+TEST_F(WaitChild, AnInterruptedWaitIsRepeatedAsOftenAsNeeded) {
+    isolated([] {
+        const test::Interrupts interrupts;
+        const pid_t self = ::getpid();
+        const pid_t pid = forked([&] {
+            for (int round = 0; round < 3; ++round) {
+                interrupts.interrupt(self);
+            }
+            return 7;
+        });
+        EXPECT_EQ(waitChild(pid), 7 << 8);
+        EXPECT_EQ(interrupts.count(), 3);
+    });
+}
+
+// The one process number that the system refuses for another reason.
+TEST_F(WaitChild, AnyOtherErrorIsThrownWithItsNumber) {
+    try {
+        waitChild(INT_MIN);
+        FAIL();
+    } catch (const SystemError& error) {
+        EXPECT_EQ(typeid(error), typeid(SystemError));
+        EXPECT_EQ(error.error(), ESRCH);
+        EXPECT_EQ(std::string(error.what()),
+                  std::string("waitpid() failed: ") + std::strerror(ESRCH));
+    }
 }
 
 }  // namespace
