@@ -156,15 +156,6 @@ TEST_F(AutoprependNames, ValuesStayWithTheirIndexWhenAskedAgain) {
               all + all + all);
 }
 
-TEST_F(AutoprependNames, EmptyNameIsUnknown) {
-    const auto child = inChild([] {
-        errno = 0;
-        show(zrcConfGetDefault(""));
-    });
-    EXPECT_EQ(child.err, unknown(""));
-    EXPECT_EQ(child.out, unknown("") + "(null)\n");
-}
-
 TEST_F(AutoprependNames, UnknownNameIsReportedOnBothStreamsAndGivesNull) {
     const auto child = inChild([] {
         errno = 0;
@@ -196,18 +187,9 @@ TEST_F(AutoprependNames, UnknownNameIsNotSoughtInTheFile) {
     EXPECT_EQ(child.out, unknown("SITE_SPECIFIC") + "(null)\n-1\n");
 }
 
-TEST_F(AutoprependNames, NameThatIsLoadedIsStillUnknownToTheDefaults) {
-    writePanelFile("SITE_SPECIFIC abc\n");
-    const auto child = inChild([] {
-        show(zrcConfGet("SITE_SPECIFIC"));
-        errno = 0;
-        show(zrcConfGetDefault("SITE_SPECIFIC"));
-    });
-    EXPECT_EQ(child.out, "abc\n" + unknown("SITE_SPECIFIC") + "(null)\n");
-}
-
 TEST_F(AutoprependNames, NamesAreComparedWhole) {
-    for (const char* name : {"DUMP", "DUMP_D_", "dump_d", " DUMP_D", "/var/lib/zrc/dumps"}) {
+    for (const char* name :
+         {"", "DUMP", "DUMP_D_", "dump_d", " DUMP_D", "/var/lib/zrc/dumps"}) {
         const auto child = inChild([name] {
             errno = 0;
             show(zrcConfGetDefault(name));

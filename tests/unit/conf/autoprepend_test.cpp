@@ -59,28 +59,9 @@ TEST_F(Autoprepend, MissingFileGivesNullOrTheDefault) {
     EXPECT_EQ(answers(showProductRoot), "(null)\n(null)\n/usr/local/zrc\n/usr/local/zrc\n");
 }
 
-TEST_F(Autoprepend, FileThatLacksTheVariableGivesNullOrTheDefault) {
-    writePanelFile("DUMP_D /d\n");
-    EXPECT_EQ(answers(showProductRoot), "(null)\n(null)\n/usr/local/zrc\n/usr/local/zrc\n");
-}
-
 TEST_F(Autoprepend, FileThatHasTheVariableGivesItsValue) {
     writePanelFile("PRODUCT_ROOT_D /opt/zrc\n");
     EXPECT_EQ(answers(showProductRoot), "/opt/zrc\n/opt/zrc\n/opt/zrc\n/opt/zrc\n");
-}
-
-TEST_F(Autoprepend, EachLookupLoadsTheFileByItself) {
-    writePanelFile("PRODUCT_ROOT_D /opt/zrc\n");
-    EXPECT_EQ(answers([] { show(zrcConfGet("PRODUCT_ROOT_D")); }), "/opt/zrc\n");
-    EXPECT_EQ(answers([] { show(zrcConfGetByIndex(product_root)); }), "/opt/zrc\n");
-    EXPECT_EQ(answers([] { show(zrcConfGetDefaultByIndex(product_root)); }), "/opt/zrc\n");
-    EXPECT_EQ(answers([] { show(zrcConfGetDefault("PRODUCT_ROOT_D")); }), "/opt/zrc\n");
-}
-
-TEST_F(Autoprepend, InitialisingTellsWhetherTheFileIsLoaded) {
-    EXPECT_EQ(answers([] { show(zrcConfInit()); }), "-1\n");
-    writePanelFile("");
-    EXPECT_EQ(answers([] { show(zrcConfInit()); }), "0\n");
 }
 
 TEST_F(Autoprepend, FailedInitialisationLeavesTheReadersError) {
@@ -95,15 +76,6 @@ TEST_F(Autoprepend, FailedInitialisationLeavesTheReadersError) {
                   show(std::strerror(errno));
               }),
               "Is a directory\n");
-}
-
-TEST_F(Autoprepend, FileThatCannotBeReadGivesNullOrTheDefault) {
-    std::filesystem::create_directory(test::panel_file);
-    EXPECT_EQ(answers([] {
-                  show(zrcConfInit());
-                  showProductRoot();
-              }),
-              "-1\n(null)\n(null)\n/usr/local/zrc\n/usr/local/zrc\n");
 }
 
 TEST_F(Autoprepend, LaterChangeOfTheFileIsNotSeen) {

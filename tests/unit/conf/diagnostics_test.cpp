@@ -67,12 +67,6 @@ TEST_F(Console, MessageGoesToStandardErrorAndThenToStandardOutput) {
     EXPECT_EQ(streams.flushed(), "err:text\nout:text\n");
 }
 
-TEST_F(Console, MessageInListFormGoesTheSameWay) {
-    const Streams streams;
-    passOn(6, "text");
-    EXPECT_EQ(streams.flushed(), "err:text\nout:text\n");
-}
-
 TEST_F(Console, MessageIsOutWhenTheProcessEndsAtOnce) {
     const auto child = inChild([] {
         console_message(1, "text");

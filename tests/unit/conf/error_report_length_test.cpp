@@ -88,16 +88,4 @@ TEST(ErrorReportLengthEdge, LiesInsideOfTheWalk) {
     }
 }
 
-TEST(ErrorReportLengthEdge, SystemErrorThatJustFitsIsKept) {
-    const std::string text = message(fits - suffix(ENOENT).size());
-    const std::string line = text + suffix(ENOENT) + "\n";
-    EXPECT_TRUE(reported(text, ENOENT) == twice(line));
-}
-
-TEST(ErrorReportLengthEdge, SystemErrorThatIsAByteTooLongIsLeftOut) {
-    const std::string line = message(fits - suffix(ENOENT).size() + 1) + "\n";
-    const std::string text = line.substr(0, line.size() - 1);
-    EXPECT_TRUE(reported(text, ENOENT) == twice(line));
-}
-
 }  // namespace

@@ -69,42 +69,16 @@ TEST_F(ErrorReport, LineFeedIsNotAddedToOneThatIsThere) {
     EXPECT_EQ(streams.flushed(), twice("text\n"));
 }
 
-TEST_F(ErrorReport, InnerLineFeedIsNoEnd) {
-    const Streams streams;
-    report_error(0, 1, "two\nlines");
-    EXPECT_EQ(streams.flushed(), twice("two\nlines\n"));
-}
-
 TEST_F(ErrorReport, EmptyTextIsALineFeed) {
     const Streams streams;
     report_error(0, 1, "%s", "");
     EXPECT_EQ(streams.flushed(), twice("\n"));
 }
 
-TEST_F(ErrorReport, TakesArguments) {
-    const Streams streams;
-    report_error(0, 1, "%s %d %s", "one", 2, "three");
-    EXPECT_EQ(streams.flushed(), twice("one 2 three\n"));
-}
-
 TEST_F(ErrorReport, PercentSignsOfAnArgumentAreWrittenAsTheyAre) {
     const Streams streams;
     report_error(0, 1, "%s", "%s%n%d");
     EXPECT_EQ(streams.flushed(), twice("%s%n%d\n"));
-}
-
-TEST_F(ErrorReport, CarriesNoSystemErrorWithoutOne) {
-    const Streams streams;
-    errno = 0;
-    report_error(0, 1, "text");
-    EXPECT_EQ(streams.flushed().find("System error"), std::string::npos);
-}
-
-TEST_F(ErrorReport, EndsWithTheSystemErrorOnALineOfItsOwn) {
-    const Streams streams;
-    errno = 2;
-    report_error(0, 1, "text");
-    EXPECT_EQ(streams.flushed(), twice("text\nSystem error 2: No such file or directory\n"));
 }
 
 TEST_F(ErrorReport, SystemErrorComesBehindTheTextsOwnLineFeed) {
@@ -222,16 +196,6 @@ TEST_F(ErrorReport, ListFormEndsTheProcessToo) {
     });
     EXPECT_TRUE(child.exited(3));
     EXPECT_EQ(child.out, "text\n");
-}
-
-TEST_F(ErrorReport, StatusZeroComesBack) {
-    const auto child = inChild([] {
-        errno = 0;
-        report_error(0, 1, "text");
-        std::printf("reached");
-    });
-    EXPECT_TRUE(child.exited(0));
-    EXPECT_EQ(child.out, "text\nreached");
 }
 
 }  // namespace
