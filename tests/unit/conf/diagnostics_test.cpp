@@ -6,7 +6,6 @@
 
 #include <climits>
 #include <cstdarg>
-#include <cstdio>
 #include <string>
 #include <type_traits>
 

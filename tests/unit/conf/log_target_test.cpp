@@ -7,7 +7,6 @@
 
 #include <climits>
 #include <cstdarg>
-#include <cstdlib>
 #include <string>
 #include <vector>
 

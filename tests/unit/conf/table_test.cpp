@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>

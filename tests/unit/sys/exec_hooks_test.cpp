@@ -1,7 +1,6 @@
 // When the runner calls which hook of its preparer.
 
 #include <gtest/gtest.h>
-#include <signal.h>
 
 #include <cerrno>
 

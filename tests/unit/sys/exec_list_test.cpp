@@ -1,7 +1,6 @@
 #include "zarnic/sys/exec_list.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
 
 #include <cerrno>
 #include <optional>
@@ -18,7 +17,6 @@ using test::isolated;
 using test::probe;
 using test::program;
 using test::readFile;
-using test::runOnce;
 
 class ExecList : public test::RunTest {
   protected:

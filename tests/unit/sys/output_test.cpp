@@ -5,8 +5,6 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <set>
-
 #include "tests/unit/sys/runs.h"
 #include "zarnic/sys/preparers.h"
 

@@ -9,7 +9,6 @@
 
 #include <cerrno>
 #include <set>
-#include <type_traits>
 
 #include "tests/unit/sys/recording_preparer.h"
 #include "tests/unit/sys/runs.h"
