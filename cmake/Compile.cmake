@@ -25,6 +25,12 @@ if(AVMANAGER_COVERAGE)
     add_link_options(--coverage)
 endif()
 
+# A 32-bit processor has sizes and times of files of 32 bits, too, unless told otherwise. A file too
+# large or too new for them has no status and would count as absent.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
+
 # The loader resolves everything before main and then makes it read-only, and the C library's
 # own checks are compiled in. Sections, so that the linker can drop what nobody calls.
 add_compile_options(-fstack-protector-strong -ffunction-sections -fdata-sections)

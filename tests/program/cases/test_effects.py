@@ -30,6 +30,15 @@ def test_a_server_that_is_not_executable_counts_as_installed(host):
     assert host.run("--check-install", f"--kav-dir={host.kav}").status == 0
 
 
+def test_a_server_of_any_size_and_date_counts_as_installed(host):
+    """More than 32 bits of either would make the question for its status fail."""
+    os.truncate(host.kav / "bin/aveserver", 3 << 30)
+    assert host.run("--check-install", f"--kav-dir={host.kav}").status == 0
+    os.truncate(host.kav / "bin/aveserver", 0)
+    os.utime(host.kav / "bin/aveserver", (1 << 32, 1 << 32))
+    assert host.run("--check-install", f"--kav-dir={host.kav}").status == 0
+
+
 def test_saving_replaces_the_content_and_gives_it_to_root(host):
     source, target = host.file("new", "new\n"), host.file("conf", "old\n")
     give_away(target)
