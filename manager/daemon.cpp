@@ -35,7 +35,7 @@ void ignoreHangup() {
 }
 
 // Results are deliberately ignored: without /dev/null the service keeps the streams it has. No
-// umask or chdir here: the panel decides how services run.
+// umask or chdir here: the service keeps those of the caller.
 void nullStreams() {
     const int null = ::open("/dev/null", O_RDWR);
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
