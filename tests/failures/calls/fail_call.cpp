@@ -51,7 +51,9 @@ void note(const Process& process, const std::string& event) {
     std::fprintf(log_file, "%s %s\n", process.name.c_str(), event.c_str());
 }
 
-void setRegister(pid_t pid, unsigned long long user_regs_struct::*which, long long value) {
+using Register = unsigned long long user_regs_struct::*;
+
+void setRegister(pid_t pid, Register which, long long value) {
     user_regs_struct registers;
     if (::ptrace(PTRACE_GETREGS, pid, nullptr, &registers) < 0) {
         giveUp("fail_call: registers");

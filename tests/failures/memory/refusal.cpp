@@ -142,6 +142,11 @@ void* operator new(std::size_t size) {
     return block;
 }
 
+// A sanitizer's own one would not fit the deletes below.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return std::malloc(size == 0 ? 1 : size);
+}
+
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 

@@ -1,5 +1,7 @@
 """What the commands do to files, and what the panel's configuration does not change."""
 
+import os
+
 import pytest
 
 from commands import ORDINARY, Outcome, run
