@@ -26,10 +26,17 @@ SHELL = {
 }
 
 
+def installed(program):
+    """A copy, as an installation makes one: written in one go. How a file was written decides how
+    much of it a page fault brings in, and a linker writes in small pieces."""
+    (OUT / "installed").mkdir(exist_ok=True)
+    return shutil.copy(BUILD / program, OUT / "installed")
+
+
 def commands(tree):
     """The command lines by label. `running` is the pid file of a process that runs."""
     kav, running, absent = tree / "kav", tree / "running.pid", tree / "absent.pid"
-    ours, empty, floor = BUILD / "avmanager", BUILD / "bench/peer_empty", BUILD / "bench/peer_floor"
+    ours, empty, floor = map(installed, ("avmanager", "bench/peer_empty", "bench/peer_floor"))
     service = [f"--kav-dir={kav}", "--service=other"]
     return {
         "empty": [empty],

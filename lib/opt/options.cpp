@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <string_view>
-#include <utility>
 
 namespace zarnic::opt {
 
@@ -76,11 +75,11 @@ void TOpts::addArgument(Parsed& parsed, const char* text) {
     std::string_view value;
     // Assigned and not only inserted: the last occurrence of an option wins, with its value.
     if (splitLong(argument, name, value)) {
-        LongEntry entry{std::string(name), std::string(value), &argument};
-        parsed.longOptions.insert_or_assign(std::string(name), std::move(entry));
+        LongEntry& entry = parsed.longOptions[std::string(name)];
+        entry = {std::string(name), std::string(value), &argument};
     } else if (isShortGroup(argument)) {
-        for (const char letter : argument.substr(1)) {
-            parsed.shortOptions.insert_or_assign(letter, ShortEntry{letter, &argument});
+        for (const char letter : std::string_view(argument).substr(1)) {
+            parsed.shortOptions[letter] = {letter, &argument};
         }
     }
 }

@@ -71,8 +71,6 @@ TOParsing::TResult TOParsing::makeResult(const TOpts::ShortEntry* shortEntry,
 void TOParsing::clear() {
     State& state = *state_;
     const bool unsuitable = state.pending && (state.bits & badbit) != 0;
-    // First: the claim may fail for lack of memory, and the result must raise nothing then
-    // either.
     state.bits = goodbit;
     if (unsuitable) {
         claim(state.claimedLong, state.bad);

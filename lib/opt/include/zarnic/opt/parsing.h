@@ -97,7 +97,11 @@ class TOParsing {
 
   private:
     struct State {
-        explicit State(const TOpts& commandLine) : options(commandLine) {}
+        // With room for every claim, so that a claim asks for no memory.
+        explicit State(const TOpts& commandLine) : options(commandLine) {
+            claimedShort.reserve(options.shortOptions().size());
+            claimedLong.reserve(options.longOptions().size());
+        }
 
         bool raises(std::uint64_t bit) const { return (bits & bit) != 0 && (mask & bit) != 0; }
 
