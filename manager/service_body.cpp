@@ -40,7 +40,7 @@ TEArgs programArguments(const std::string& kavDir, const std::string& service,
 // The child of a program that cannot be started throws from run() and so skips the wait and
 // all that follows here: only this process writes the errors file.
 int runAndReap(const TEArgs& arguments) {
-    TExec program(arguments);
+    const TExec program(arguments);
     return zarnic::sys::waitOnce(program.withModeToggled(zarnic::sys::wait_mode).run().pid);
 }
 

@@ -84,6 +84,13 @@ def of_the_c_library(directory):
             "FORKED": fork["manager.1"][:-1]}
 
 
+def of_a_throw(directory):
+    """The calls that the C++ library makes for a throw alone, by name."""
+    two, three = (set(trace(directory, ["fork", "more", "throw"][:count], {}, EMPTY)[0]["manager"])
+                  for count in (2, 3))
+    return three - two
+
+
 def folded(calls, words):
     """A list as text, the form in which budgets are kept: the C library's calls as one word, and
     repeated ones as `name*3`."""

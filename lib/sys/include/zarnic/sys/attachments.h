@@ -50,6 +50,10 @@ class TAttachments {
     }
 
   private:
+    // Only a runner is made of them: any other cast below would be wrong.
+    friend Runner;
+    TAttachments() = default;
+
     Runner attach(TPrepare* prepare) const {
         return static_cast<const Runner&>(*this).with(Preparer(prepare));
     }
