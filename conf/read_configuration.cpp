@@ -2,7 +2,9 @@
 
 #include <search.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -18,7 +20,8 @@ constexpr std::uint64_t initial_capacity = 20;
 // The largest size that is doubled without an overflow, and the largest array whose bytes can
 // still be counted.
 constexpr std::uint64_t largest_doubled = 9223372036854775806U;
-constexpr std::uint64_t largest_capacity = 1152921504606846974U;
+constexpr std::uint64_t largest_capacity =
+    std::min<std::uint64_t>(1152921504606846974U, SIZE_MAX / sizeof(conf_entry));
 constexpr const char* source_name = "conf/read_configuration.cpp";
 
 constexpr const char* usable =
@@ -57,14 +60,16 @@ int grow(conf_table* pconf) {
     // A capacity below the entries means that the sum was too large for its type. realloc
     // leaves the old array as it is when it fails, so nothing is assigned before it is known.
     if (capacity <= largest_capacity && capacity >= pconf->nmemb) {
-        larger = std::realloc(pconf->data, capacity * sizeof(conf_entry));
+        larger =
+            std::realloc(pconf->data, static_cast<std::size_t>(capacity) * sizeof(conf_entry));
     }
     if (larger == nullptr) {
         return out_of_memory("Unable to read configuration: %s");
     }
     pconf->data = static_cast<conf_entry*>(larger);
     // The release walks the whole capacity, so no slot may hold a stray pointer.
-    std::memset(pconf->data + pconf->size, 0, (capacity - pconf->size) * sizeof(conf_entry));
+    const auto added = static_cast<std::size_t>(capacity - pconf->size);
+    std::memset(pconf->data + pconf->size, 0, added * sizeof(conf_entry));
     pconf->size = capacity;
     return 0;
 }
@@ -147,7 +152,7 @@ int conf_add_r(const char* name, const char* value, conf_table* pconf) {
         std::free(added.value);
         return out_of_memory("Unable to form configuration: %s");
     }
-    std::size_t count = pconf->nmemb;
+    auto count = static_cast<std::size_t>(pconf->nmemb);
     auto* const entry = static_cast<conf_entry*>(
         ::lsearch(&added, pconf->data, &count, sizeof(conf_entry), compare_names));
     if (count != pconf->nmemb) {
@@ -196,7 +201,8 @@ int conf_read_file_r(const char* conf_file, conf_table* pconf) {
 void conf_finalize_r(conf_table* pconf) {
     CONF_ASSERT(is_usable(pconf), usable, source_name);
     if (pconf->sorted == 0) {
-        std::qsort(pconf->data, pconf->nmemb, sizeof(conf_entry), compare_names);
+        std::qsort(pconf->data, static_cast<std::size_t>(pconf->nmemb), sizeof(conf_entry),
+                   compare_names);
         pconf->sorted = 1;
     }
 }
@@ -204,7 +210,7 @@ void conf_finalize_r(conf_table* pconf) {
 const char* conf_get_r(const char* name, const conf_table* pconf) {
     CONF_ASSERT(is_usable(pconf), usable, source_name);
     const conf_entry key = {const_cast<char*>(name), nullptr};  // only compared with
-    std::size_t count = pconf->nmemb;
+    auto count = static_cast<std::size_t>(pconf->nmemb);
     const auto* const found =
         pconf->sorted != 0
             ? std::bsearch(&key, pconf->data, count, sizeof(conf_entry), compare_names)

@@ -92,7 +92,7 @@ const std::string& TOpts::argument(std::uint64_t index) const {
     if (index >= parsed_->arguments.size()) {
         throw TOutOfRange(*this, index);
     }
-    return parsed_->arguments[index];
+    return parsed_->arguments[static_cast<std::size_t>(index)];
 }
 
 const TOpts::ShortEntry* TOpts::findShort(char letter) const noexcept {

@@ -132,7 +132,8 @@ TEST(Table, ValueMayBeReplacedByItself) {
 
 // A table of the given capacity and count whose slots hold nothing.
 void prepare(const Table& table, std::uint64_t size, std::uint64_t nmemb) {
-    table->data = static_cast<conf_entry*>(std::calloc(size + 1, sizeof(conf_entry)));
+    table->data = static_cast<conf_entry*>(
+        std::calloc(static_cast<std::size_t>(size) + 1, sizeof(conf_entry)));
     table->size = size;
     table->nmemb = nmemb;
     table->sorted = 1;

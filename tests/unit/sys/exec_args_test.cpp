@@ -241,8 +241,8 @@ TEST(ExecArgsErrors, TheFirstIndexPastTheEndIsOutOfRangeForEveryLength) {
         EXPECT_EQ(outOfRangeOf(listOf(count), count),
                   "Wrong index (index = " + std::to_string(count) + ")");
     }
-    EXPECT_EQ(outOfRangeOf(el, std::numeric_limits<std::uint64_t>::max()),
-              "Wrong index (index = 18446744073709551615)");
+    constexpr std::size_t last = std::numeric_limits<std::size_t>::max();
+    EXPECT_EQ(outOfRangeOf(el, last), "Wrong index (index = " + std::to_string(last) + ")");
 }
 
 }  // namespace
