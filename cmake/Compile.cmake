@@ -42,14 +42,22 @@ add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 # root, so that a line of source tells which layer it reaches for.
 function(avmanager_library name)
     add_library(${name} STATIC ${ARGN})
+    target_compile_features(${name} PUBLIC cxx_std_20)
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
-    if(IS_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}/include")
-        file(GLOB headers CONFIGURE_DEPENDS include/zarnic/*/*.h)
-        target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS include FILES ${headers})
-    endif()
     # Plain code beside the compiler's own form: the program is optimised at link time, and the
     # tests, many and small, are linked without that wait.
     if(AVMANAGER_LTO)
         target_compile_options(${name} PRIVATE -flto=auto -ffat-lto-objects)
     endif()
+endfunction()
+
+# A library that others link: zarnic_FOLDER here, zarnic::FOLDER to them, installed or not.
+function(avmanager_public_library)
+    get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}" NAME)
+    avmanager_library(zarnic_${folder} ${ARGN})
+    add_library(zarnic::${folder} ALIAS zarnic_${folder})
+    set_target_properties(zarnic_${folder} PROPERTIES
+        EXPORT_NAME ${folder} OUTPUT_NAME zarnic-${folder})
+    file(GLOB headers CONFIGURE_DEPENDS include/zarnic/${folder}/*.h)
+    target_sources(zarnic_${folder} PUBLIC FILE_SET HEADERS BASE_DIRS include FILES ${headers})
 endfunction()
