@@ -1,0 +1,49 @@
+# What `cmake --install` puts where. Two components, so that a host gets the program alone:
+# `program`, and `development` for whoever links the libraries.
+
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+install(TARGETS avmanager RUNTIME DESTINATION "${CMAKE_INSTALL_SBINDIR}" COMPONENT program)
+install(FILES CHANGELOG.md LICENSE TYPE DOC COMPONENT program)
+install(DIRECTORY docs/ TYPE DOC COMPONENT program
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
+
+# The libraries, for CMake: find_package(zarnic COMPONENTS sys), target zarnic::sys.
+set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/zarnic")
+install(TARGETS zarnic_error zarnic_opt zarnic_sys zarnic_conf EXPORT zarnic
+    ARCHIVE COMPONENT development
+    FILE_SET HEADERS COMPONENT development)
+install(EXPORT zarnic NAMESPACE zarnic:: FILE zarnic-targets.cmake
+    DESTINATION "${package_dir}" COMPONENT development)
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/zarnic-config-version.cmake"
+    COMPATIBILITY SameMajorVersion)
+install(FILES cmake/zarnic-config.cmake "${PROJECT_BINARY_DIR}/zarnic-config-version.cmake"
+    DESTINATION "${package_dir}" COMPONENT development)
+
+# The compiler's own form in the archives fits one release of one compiler; any other stops at it.
+if(AVMANAGER_LTO)
+    install(CODE "
+        file(GLOB archives
+            \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libzarnic-*.a\")
+        execute_process(COMMAND_ERROR_IS_FATAL ANY COMMAND \"${CMAKE_STRIP}\"
+            --enable-deterministic-archives --preserve-dates --wildcard --strip-symbol=__gnu_lto_*
+            --remove-section=.gnu.lto_* --remove-section=.gnu.debuglto_* \${archives})"
+        COMPONENT development)
+endif()
+
+# And for everybody else: pkg-config zarnic-sys. All paths begin at the file's own folder, so that
+# the tree may lie anywhere.
+set(pkg_config_dir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+cmake_path(ABSOLUTE_PATH pkg_config_dir BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}" NORMALIZE
+    OUTPUT_VARIABLE here)
+file(RELATIVE_PATH PREFIX "${here}" "${CMAKE_INSTALL_PREFIX}")
+function(avmanager_pkg_config LIBRARY DESCRIPTION REQUIRES)
+    configure_file(cmake/zarnic.pc.in zarnic-${LIBRARY}.pc @ONLY)
+    install(FILES "${PROJECT_BINARY_DIR}/zarnic-${LIBRARY}.pc" DESTINATION "${pkg_config_dir}"
+        COMPONENT development)
+endfunction()
+avmanager_pkg_config(error "Errors of the panel's tools" "")
+avmanager_pkg_config(opt "Command-line options of the panel's tools" zarnic-error)
+avmanager_pkg_config(sys "Child programs without a shell" zarnic-error)
+avmanager_pkg_config(conf "The panel's configuration and diagnostics" "")

@@ -1,0 +1,101 @@
+"""What other tools link: the libraries as `cmake --install` stages them, and as a subdirectory."""
+
+import json
+import os
+import subprocess
+from pathlib import Path
+
+import pytest
+
+BUILD = Path(os.environ["AVMANAGER_BUILD"])
+SOURCE = Path(__file__).resolve().parents[2]
+CONSUMER = Path(__file__).parent / "consumer"
+# What the program of each component says.
+SAYS = {
+    "error": "open: No such file or directory\n",
+    "opt": "/etc/hosts\n",
+    "sys": "two words\n",
+    "conf": "/usr/local/zrc/logrotate/sbin/logrotate\n",
+}
+compilers = pytest.mark.parametrize("compiler", ["g++", "clang++"])
+
+
+def run(*command, **variables):
+    done = subprocess.run(command, env={**os.environ, "LC_ALL": "C", **variables}, text=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    assert done.returncode == 0, done.stdout
+    return done.stdout
+
+
+@pytest.fixture(scope="session", name="stage")
+def staged(tmp_path_factory):
+    """A tree that lies elsewhere than it was configured for, in a folder with a blank."""
+    stage = tmp_path_factory.mktemp("a stage")
+    run("cmake", "--install", BUILD, "--prefix", "/usr", DESTDIR=stage)
+    return stage / "usr"
+
+
+def build(compiler, folder, *settings):
+    run("cmake", "-G", "Ninja", "-S", CONSUMER, "-B", folder, f"-DCMAKE_CXX_COMPILER={compiler}",
+        *settings)
+    run("cmake", "--build", folder)
+
+
+def says(folder):
+    return {component: run(folder / f"use_{component}") for component in SAYS}
+
+
+@compilers
+def test_find_package(compiler, stage, tmp_path):
+    build(compiler, tmp_path, f"-DCMAKE_PREFIX_PATH={stage}", f"-DCOMPONENTS={';'.join(SAYS)}")
+    assert says(tmp_path) == SAYS
+
+
+def test_an_unknown_component_is_not_found(stage, tmp_path):
+    failed = subprocess.run(["cmake", "-S", CONSUMER, "-B", tmp_path, "-DCOMPONENTS=sys;mail",
+                             f"-DCMAKE_PREFIX_PATH={stage}"], capture_output=True, text=True,
+                            check=False)
+    assert failed.returncode != 0
+    assert "zarnic has no component mail" in failed.stderr
+
+
+@compilers
+@pytest.mark.parametrize("component", SAYS)
+def test_pkg_config(compiler, component, stage, tmp_path):
+    (found,) = stage.rglob("pkgconfig")
+    flags = run("pkg-config", "--cflags", "--libs", f"zarnic-{component}", PKG_CONFIG_PATH=found)
+    program = tmp_path / "use"
+    # As a makefile has it: the shell takes the flags apart.
+    run("sh", "-c", f'"$0" -std=c++20 -o "$1" "$2" {flags}', compiler, program,
+        CONSUMER / f"use_{component}.cpp")
+    assert run(program) == SAYS[component]
+
+
+@compilers
+def test_a_subdirectory_keeps_to_itself(compiler, tmp_path):
+    """The parent gets the four libraries, but no warnings, tests, programs or installed files."""
+    build(compiler, tmp_path, f"-DZARNIC_SOURCE={SOURCE}", f"-DCOMPONENTS={';'.join(SAYS)}")
+    assert says(tmp_path) == SAYS
+    own = [entry["command"] for entry in json.loads((tmp_path / "compile_commands.json").read_text())
+           if Path(entry["file"]).is_relative_to(CONSUMER)]
+    assert len(own) == len(SAYS)
+    assert [command for command in own if "-W" in command or "-f" in command] == []
+    assert "No tests were found" in run("ctest", "--test-dir", tmp_path)
+    run("cmake", "--install", tmp_path, "--prefix", tmp_path / "installed")
+    assert {path.name for path in (tmp_path / "installed").rglob("*") if path.is_file()} == {
+        f"use_{component}" for component in SAYS}
+
+
+def test_a_host_gets_the_program_alone(tmp_path):
+    run("cmake", "--install", BUILD, "--prefix", tmp_path, "--component", "program")
+    assert {path.relative_to(tmp_path).parts[0] for path in tmp_path.rglob("*")} == {
+        "sbin", "share"}
+
+
+def test_archives_hold_plain_code_alone(stage):
+    """What one release of a compiler writes for its own linker stops every other."""
+    archives = list(stage.rglob("*.a"))
+    assert len(archives) == len(SAYS)
+    for archive in archives:
+        assert ".gnu.lto" not in run("readelf", "-SW", archive)
+        assert "__gnu_lto" not in run("readelf", "-sW", archive)
