@@ -6,6 +6,7 @@ from pathlib import Path
 
 import pytest
 
+from commands import state_of
 from host import children, errors_file, wait_until
 
 
@@ -47,6 +48,24 @@ def test_who_waits_for_whom(host):
     assert service_process in result.orphans
     assert result.orphans[service_process] == 0
     assert int(report.pid) not in result.orphans
+
+
+def test_who_is_left_to_init(host):
+    """Where init reaps nobody each start leaves four dead processes, two of them at the service's
+    end: its own and the writer of the errors file's text."""
+    host.act("other", f"serve {host.dir}/pid")
+    start(host, settle=False)
+    wait_until((host.dir / "pid").exists, "the service's pid file")
+    service_process = int(only_report(host).ppid)
+
+    def dead():
+        return [pid for pid in children() if state_of(pid, "State").startswith("Z")]
+
+    wait_until(lambda: len(dead()) == 2, "the end of session leader and detached process")
+    os.kill(int((host.dir / "pid").read_text()), signal.SIGTERM)
+    wait_until(lambda: len(dead()) == 4, "the end of service process and writer")
+    assert service_process in dead()
+    assert errors_file("other") == "0"
 
 
 def test_only_hangup_is_ignored(host):

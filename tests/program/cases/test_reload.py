@@ -5,7 +5,7 @@ import signal
 
 import pytest
 
-from commands import was_sent
+from commands import state_of, was_sent
 from host import Host, children, wait_for_end, wait_until
 
 
@@ -24,6 +24,14 @@ def gone(host):
     return pid
 
 
+def unreaped(host):
+    """A server that is dead, but whose parent does not ask how it ended."""
+    pid = host.process("exit", "0")
+    wait_until(lambda: state_of(pid, "State").startswith("Z"), "the server's end")
+    host.file("pid", str(pid))
+    return pid
+
+
 def deaf(host):
     """A server that was started with SIGHUP blocked."""
     host.act("aveserver", f"serve {host.dir}/pid")
@@ -38,7 +46,7 @@ def deaf(host):
 def reloads(tmp_path_factory):
     """For each kind of server its host, its pid, and what the reload said."""
     begun = []
-    for kind in (alive, gone, deaf):
+    for kind in (alive, gone, unreaped, deaf):
         host = Host(tmp_path_factory.mktemp("host"))
         begun.append((kind, host, kind(host), host.start("--restart-service", *arguments(host))))
     yield {kind: (host, pid, host.finish(run)) for kind, host, pid, run in begun}
@@ -58,6 +66,13 @@ def test_reload_of_a_process_that_is_gone_fails(reloads):
     host, _, result = reloads[gone]
     assert result.answer == (1, "Service reloading failed\n")
     assert host.calls() == [f"cat {host.dir}/pid"] * 2
+
+
+def test_reload_of_a_dead_process_that_nobody_reaped_succeeds(reloads):
+    """The kernel takes a signal for it: only a reaped process is gone."""
+    _, server, result = reloads[unreaped]
+    assert result.answer == (0, "")
+    assert state_of(server, "State").startswith("Z")
 
 
 def test_a_server_started_with_hangup_blocked_is_not_reloaded(reloads):

@@ -7,7 +7,7 @@ import socket
 import pytest
 
 from commands import ARGUMENTS, ORDINARY, READERS, fill, run
-from host import wait_for_end
+from host import wait_for_end, wait_until
 
 each_combination = pytest.mark.parametrize(
     "closed", [{stream for stream in range(3) if bits & 1 << stream} for bits in range(8)],
@@ -117,3 +117,17 @@ def test_standard_output_that_is_not_read_is_waited_for(host):
     with open(read, "rb") as pipe:
         assert pipe.read() == content
     assert wait_for_end(pid) == 0
+
+
+def test_a_caller_that_reads_to_the_end_does_not_wait_for_the_service(host):
+    """As cron and ssh without a terminal do."""
+    host.act("other", f"serve {host.dir}/pid")
+    read, write = os.pipe()
+    pid = host.start(*fill(host, ARGUMENTS["start-daemon"]), out=write)
+    os.close(write)
+    with open(read, "rb") as pipe:
+        assert pipe.read() == b""
+    assert wait_for_end(pid) == 0
+    wait_until((host.dir / "pid").exists, "the service's pid file")
+    os.kill(int((host.dir / "pid").read_text()), signal.SIGTERM)
+    host.settle()
