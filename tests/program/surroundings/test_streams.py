@@ -1,13 +1,14 @@
 """Standard streams that are closed, or that take nothing."""
 
 import os
+import select
 import signal
 import socket
 
 import pytest
 
 from commands import ARGUMENTS, ORDINARY, READERS, fill, run
-from host import wait_for_end, wait_until
+from host import BOUND, wait_for_end, wait_until
 
 each_combination = pytest.mark.parametrize(
     "closed", [{stream for stream in range(3) if bits & 1 << stream} for bits in range(8)],
@@ -125,8 +126,9 @@ def test_a_caller_that_reads_to_the_end_does_not_wait_for_the_service(host):
     read, write = os.pipe()
     pid = host.start(*fill(host, ARGUMENTS["start-daemon"]), out=write)
     os.close(write)
-    with open(read, "rb") as pipe:
-        assert pipe.read() == b""
+    with open(read, "rb", buffering=0) as pipe:
+        assert select.select([pipe], [], [], BOUND)[0]
+        assert pipe.read(1) == b""
     assert wait_for_end(pid) == 0
     wait_until((host.dir / "pid").exists, "the service's pid file")
     os.kill(int((host.dir / "pid").read_text()), signal.SIGTERM)
