@@ -30,8 +30,6 @@ std::string overflowText(std::size_t count, std::size_t added) {
 
 }  // namespace
 
-const TEArgs el;
-
 TEArgs::TEArgs() : elements_(makeElements({}, initial_room)) {}
 
 TEArgs& TEArgs::operator<<(const std::string& argument) {
@@ -58,6 +56,12 @@ TEArgs& TEArgs::append(TEArgs other) {
     elements_->reserve(size() + other.size());
     elements_->insert(elements_->end(), other.elements().begin(), other.elements().end());
     return *this;
+}
+
+TEArgs TEArgs::operator+(const std::string& argument) const {
+    TEArgs copy(*this);
+    copy << argument;
+    return copy;
 }
 
 TEArgs TEArgs::operator+(const char* argument) const {

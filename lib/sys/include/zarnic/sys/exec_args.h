@@ -3,6 +3,7 @@
 //
 //   TEArgs copy(el);
 //   copy << "cp" << source << target;
+//   TEArgs list = el + "ls" + folder;      // the same in an expression
 //
 // Elements are stored exactly as given: no quoting, no splitting on blanks, no expansion.
 // Copies are cheap: they share their elements until one of them is changed.
@@ -43,6 +44,7 @@ class TEArgs {
     TEArgs& append(TEArgs other);
 
     // Copy-and-add: a new list with one more element; this one is untouched. Throws TOverflow.
+    TEArgs operator+(const std::string& argument) const;
     TEArgs operator+(const char* argument) const;
 
     // The number of elements, the program path included.
@@ -62,8 +64,9 @@ class TEArgs {
 };
 
 // The empty list that argument vectors are started from. Never changed: adding to a copy of it
-// detaches the copy.
-extern const TEArgs el;
+// detaches the copy. Inline, so that it is made before every static object below this line, in
+// any file: an object of a file may be made before main with its help, and destroyed after it.
+inline const TEArgs el;
 
 // Base of the errors about one list, of which it keeps a shared copy.
 class TEArgs::TEArgsError : public TSysErr {
