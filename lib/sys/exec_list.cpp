@@ -16,6 +16,14 @@ TExecList TExecList::with(const Preparer& prepare) const {
     return copy;
 }
 
+TExecList TExecList::withModeToggled(std::uint64_t bits) const {
+    TExecList copy(*this);
+    for (TExec& program : copy.programs_) {
+        program = program.withModeToggled(bits);
+    }
+    return copy;
+}
+
 TExecList operator|(const TExecList& left, const TExec& right) {
     // Without a writer no pipe would ever be made, and the reader would close descriptor 0.
     if (left.programs().empty()) {
@@ -36,5 +44,7 @@ TExecResult runList(TExecList& list) {
     }
     return last;
 }
+
+TExecResult runList(TExecList&& list) { return runList(list); }
 
 }  // namespace zarnic::sys

@@ -43,6 +43,14 @@ TEST_F(ExecList, ARunnerConvertsToAListOfOne) {
     EXPECT_EQ(list.programs().front().mode(), 5U);
 }
 
+TEST_F(ExecList, ItTellsHowManyProgramsItHolds) {
+    EXPECT_TRUE(TExecList().empty());
+    EXPECT_EQ(TExecList().size(), 0U);
+    const TExecList list = probe({"a"}) | probe({"b"}) | probe({"c"});
+    EXPECT_FALSE(list.empty());
+    EXPECT_EQ(list.size(), 3U);
+}
+
 TEST_F(ExecList, ProgramsKeepTheirOrder) {
     const TExecList list = probe({"a"}) | probe({"b"}) | probe({"c"}) | probe({"d"});
     EXPECT_EQ(verbs(list), (test::Words{"a", "b", "c", "d"}));
@@ -148,6 +156,26 @@ TEST_F(ExecList, ProgramsThatAreNotWaitedForAreAllLeftToTheCaller) {
         EXPECT_EQ(test::reap(result.pid), 4 << 8);
         EXPECT_FALSE(test::childless());
     });
+}
+
+TEST_F(ExecList, ToggledBitsAreThoseOfEachProgramInACopy) {
+    const TExecList list = probe({"a"}, 7) | probe({"b"}, 4);
+    const TExecList toggled = list.withModeToggled(sys::wait_mode);
+    EXPECT_EQ(toggled.programs().front().mode(), 5U);
+    EXPECT_EQ(toggled.programs().back().mode(), 6U);
+    EXPECT_EQ(list.programs().front().mode(), 7U);
+    EXPECT_EQ(list.programs().back().mode(), 4U);
+    EXPECT_EQ(toggled.programs().back().preparer().get(),
+              list.programs().back().preparer().get());
+    EXPECT_TRUE(TExecList().withModeToggled(sys::wait_mode).empty());
+}
+
+TEST_F(ExecList, AListThatNobodyKeepsRunsTheSame) {
+    EXPECT_GT(runList(probe({"args", "text"}) | program({"cat"}).toFile(dir / "out")).pid, 0);
+    EXPECT_EQ(readFile(dir / "out"), "text\n");
+    EXPECT_EQ(runList(probe({"exit", "0"}) | probe({"exit", "3"})).code, 3);
+    EXPECT_EQ(runList(probe({"exit", "4"})).code, 4);
+    EXPECT_EQ(runList(TExecList()).pid, 0);
 }
 
 TEST_F(ExecList, AListRunsAgainWithNewPipes) {

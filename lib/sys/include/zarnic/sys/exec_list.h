@@ -1,12 +1,15 @@
 // A pipeline: programs whose standard output and input are chained by pipes.
 //
 //   TExecList pipeline = TExec(list) | TExec(sort) | TExec(count);
-//   TExecResult last = runList(pipeline);
+//   TExecResult last = runList(pipeline);                  // may be run again
+//   TExecResult other = runList(TExec(list) | TExec(count));
 //
 // To read what the last program prints, see output.h.
 
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <list>
 
 #include "zarnic/sys/exec.h"
@@ -25,9 +28,16 @@ class TExecList : public TAttachments<TExecList> {
     const std::list<TExec>& programs() const noexcept { return programs_; }
     std::list<TExec>& programs() noexcept { return programs_; }
 
+    // The number of programs, and whether there is none.
+    std::size_t size() const noexcept { return programs_.size(); }
+    bool empty() const noexcept { return programs_.empty(); }
+
     // A copy whose last program, the output end, has one more preparer. A copy and nothing more
     // for an empty list.
     [[nodiscard]] TExecList with(const Preparer& prepare) const;
+
+    // A copy whose programs all have the given bits toggled, each in its own mode (exec.h).
+    [[nodiscard]] TExecList withModeToggled(std::uint64_t bits) const;
 
   private:
     std::list<TExec> programs_;
@@ -46,5 +56,6 @@ TExecList operator|(const TExecList& left, const TExec& right);
 // Throws what TExec::run throws. Programs that run already then go on, and a pipe whose reader
 // could not be forked stays open.
 TExecResult runList(TExecList& list);
+TExecResult runList(TExecList&& list);
 
 }  // namespace zarnic::sys
