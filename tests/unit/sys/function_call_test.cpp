@@ -7,6 +7,8 @@
 #include <functional>
 #include <iostream>
 #include <stdexcept>
+#include <type_traits>
+#include <utility>
 
 #include "tests/unit/sys/recording_preparer.h"
 #include "tests/unit/sys/runs.h"
@@ -130,6 +132,28 @@ TEST_F(FunctionCall, TheFunctionIsCopiedIn) {
     counter.result = 4;
     EXPECT_EQ(reap(exec.run().pid), 3 << 8);
 }
+
+int five() { return 5; }
+
+TEST_F(FunctionCall, ARunnerIsMadeOfAnyFunction) {
+    int result = 3;
+    TExec lambda = functionCall([result] { return result; });
+    result = 4;
+    EXPECT_EQ(lambda.mode(), 7U);
+    EXPECT_EQ(lambda.args().size(), 0U);
+    EXPECT_EQ(reap(lambda.run().pid), 3 << 8);
+    EXPECT_EQ(reap(functionCall(five).run().pid), 5 << 8);
+    EXPECT_EQ(reap(functionCall(Body(five)).run().pid), 5 << 8);
+    // One that changes itself does so in the child.
+    TExec counting = functionCall([n = 0]() mutable { return ++n; });
+    EXPECT_EQ(reap(counting.run().pid), 1 << 8);
+    EXPECT_EQ(reap(counting.run().pid), 1 << 8);
+}
+
+template <class F>
+concept CanBeCalled = std::is_same_v<decltype(functionCall(std::declval<F>())), TExec>;
+static_assert(CanBeCalled<int (*)()>);
+static_assert(!CanBeCalled<void (*)()> && !CanBeCalled<int (*)(int)> && !CanBeCalled<int>);
 
 TEST_F(FunctionCall, WithoutForkModeTheProcessItselfEndsWithTheResult) {
     const test::Captured captured = test::inChild([] {

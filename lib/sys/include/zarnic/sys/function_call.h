@@ -1,11 +1,11 @@
 // Runs a function in a forked child in place of a program.
 //
-//   TExec service(TExec::Preparer(new TFnCall<Body>(body)));
-//   service.run();   // returns at once; the child ends with exit(body())
+//   functionCall(body).run();   // returns at once; the child ends with exit(body())
 
 #pragma once
 
 #include <cstdlib>
+#include <type_traits>
 
 #include "zarnic/sys/exec.h"
 
@@ -45,5 +45,13 @@ class TFnCall : public TExec::TPrepare {
 
     F function_;
 };
+
+// A runner of a function in place of a program: TFnCall attached to no arguments, in the
+// default mode. Throws std::bad_alloc and what copying the function throws.
+template <class F>
+requires std::is_invocable_r_v<int, F&>
+[[nodiscard]] TExec functionCall(F function) {
+    return TExec(TExec::Preparer(new TFnCall<F>(function)));
+}
 
 }  // namespace zarnic::sys
