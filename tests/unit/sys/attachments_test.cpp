@@ -123,6 +123,25 @@ TEST_F(Attachments, AnyDescriptorsFileIsReplacedOrAppendedTo) {
     EXPECT_EQ(readFile(dir / "f"), "two\n");
 }
 
+TEST_F(Attachments, ItIsReplacedOrAppendedToByAWordToo) {
+    const TExec both = probe({"both", "out", "err"}).toFile("/dev/null");
+    test::writeFile(dir / "f", "old\n");
+    runOnce(both.redirectToFile(2, dir / "f", TWriting::append));
+    EXPECT_EQ(readFile(dir / "f"), "old\nerr\n");
+    runOnce(both.redirectToFile(2, dir / "f", TWriting::truncate));
+    EXPECT_EQ(readFile(dir / "f"), "err\n");
+}
+
+TEST_F(Attachments, WithoutForkModeTheyDoNothing) {
+    for (const auto& attach : all<TExec>(dir / "file")) {
+        TExec attached = attach(probe({"both", "out", "err"}, 4));
+        const test::Captured captured = test::inChild([&] { attached.run(); });
+        EXPECT_EQ(captured.out, "out\n");
+        EXPECT_EQ(captured.err, "err\n");
+    }
+    EXPECT_NE(::access((dir / "file").c_str(), F_OK), 0);
+}
+
 TEST_F(Attachments, ADescriptorCopiedAfterTheFileGoesToTheFileToo) {
     runOnce(probe({"both", "out", "err"}).toFile(dir / "f").redirect(2, 1));
     EXPECT_EQ(readFile(dir / "f"), "out\nerr\n");

@@ -2,7 +2,8 @@
 //
 //   TExec(args).fromText("3").toFile("/tmp/errors").run();
 //
-// Without fork_mode (exec.h) attachments do nothing: they act in a forked child only.
+// Without fork_mode (exec.h) attachments do nothing: they act in a forked child only. The
+// program then has the streams of the process that it replaces.
 
 #pragma once
 
@@ -11,6 +12,9 @@
 #include "zarnic/sys/preparers.h"
 
 namespace zarnic::sys {
+
+// What becomes of a file that is there: it is emptied first, or kept and added to.
+enum class TWriting { truncate, append };
 
 // The attachments, the same for one runner (TExec) and for a pipeline (TExecList), where they
 // apply to the last program. Each returns a copy with one more preparer, whose hooks run after
@@ -28,10 +32,15 @@ class TAttachments {
         return attach(new TToFile(path, true));
     }
 
-    // Any descriptor to a file, as toFile, or as appendToFile with `append`.
+    // Any descriptor to a file, as toFile, or as appendToFile with `append`. A bare `true` says
+    // little where it is read; TWriting::append says it.
     [[nodiscard]] Runner redirectToFile(int descriptor, const std::string& path,
                                         bool append) const {
         return attach(new TRedirectToFile(descriptor, path, append));
+    }
+    [[nodiscard]] Runner redirectToFile(int descriptor, const std::string& path,
+                                        TWriting writing) const {
+        return redirectToFile(descriptor, path, writing == TWriting::append);
     }
 
     // The descriptor `target` becomes a copy of `source`, as the shell's target>&source.
