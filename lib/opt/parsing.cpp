@@ -22,6 +22,10 @@ void claim(std::vector<const Entry*>& claimed, const Entry* entry) {
     }
 }
 
+bool suits(const std::string& value, int kind) {
+    return kind == no_arg ? value.empty() : kind != req_arg || !value.empty();
+}
+
 }  // namespace
 
 TOParsing::TOParsing(const char* const* argv, int argc)
@@ -35,8 +39,7 @@ TOParsing::TResult TOParsing::lopt(const std::string& name, int kind) {
         state.missingLong = name;
         state.missedLong = true;
         state.bits |= nobit;
-    } else if ((kind == no_arg && !entry->value.empty()) ||
-               (kind == req_arg && entry->value.empty())) {
+    } else if (!suits(entry->value, kind)) {
         // Found, but neither claimed nor answered: clear() may still claim it.
         state.bits |= badbit;
         state.bad = entry;
@@ -59,6 +62,28 @@ TOParsing::TResult TOParsing::sopt(char letter) {
         claim(state.claimedShort, entry);
     }
     return makeResult(entry, nullptr);
+}
+
+// The result's own state has no query that its end could check. Made first: what is refused for
+// lack of memory claims nothing.
+TOParsing::TResult TOParsing::optionalLong(const std::string& name, int kind) {
+    const TOParsing own(options());
+    const TOpts::LongEntry* const entry = options().findLong(name);
+    state_->examined = false;
+    if (entry != nullptr) {
+        claim(state_->claimedLong, entry);
+    }
+    return {nullptr, entry != nullptr && suits(entry->value, kind) ? entry : nullptr, own};
+}
+
+TOParsing::TResult TOParsing::optionalShort(char letter) {
+    const TOParsing own(options());
+    const TOpts::ShortEntry* const entry = options().findShort(letter);
+    state_->examined = false;
+    if (entry != nullptr) {
+        claim(state_->claimedShort, entry);
+    }
+    return {entry, nullptr, own};
 }
 
 TOParsing::TResult TOParsing::makeResult(const TOpts::ShortEntry* shortEntry,

@@ -2,13 +2,9 @@
 //
 //   TOParsing parser(argv, argc);
 //   std::string file;
-//   parser.lopt("file", req_arg) >> file;         // required: throws at the semicolon
-//   {
-//       TOParsing::TResult query = parser.lopt("config-file", req_arg);
-//       query >> config;
-//       parser.clear();                           // optional: nothing to raise at the brace
-//   }
-//   parser.check();                               // an option that nobody asked for throws
+//   parser.lopt("file", req_arg) >> file;           // required: throws at the semicolon
+//   parser.optionalLong("user", req_arg) >> user;   // optional: `user` may keep its text
+//   parser.check();                                 // an option that nobody asked for throws
 //
 // A query never throws a parsing error. It leaves a state and a pending check behind, like a
 // stream with state bits and an exception mask. The check runs when the query's result is
@@ -69,6 +65,12 @@ class TOParsing {
     // Asks for a short option. One that is found counts as claimed. Throws std::bad_alloc only.
     [[nodiscard]] TResult sopt(char letter);
 
+    // The same for optional options: nothing to clear(), since the result never throws, and an
+    // option with an unsuitable value is ignored. It counts as claimed all the same. The state
+    // and the check of the latest query stay as they are. Throws std::bad_alloc only.
+    [[nodiscard]] TResult optionalLong(const std::string& name, int kind);
+    [[nodiscard]] TResult optionalShort(char letter);
+
     // Forgives the latest query: sets the state to goodbit, so that releasing its result raises
     // nothing. When the query ended in badbit and its result is not released yet, its option
     // counts as claimed: an optional option with an unsuitable value is ignored, also by
@@ -117,6 +119,8 @@ class TOParsing {
         std::vector<const TOpts::LongEntry*> claimedLong;
         bool examined = false;  // check() succeeded and no query came since
     };
+
+    explicit TOParsing(const TOpts& options) : state_(new State(options)) {}
 
     TResult makeResult(const TOpts::ShortEntry* shortEntry, const TOpts::LongEntry* longEntry);
     static void raisePending(TOParsing& handle);
