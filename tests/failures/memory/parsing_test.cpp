@@ -64,6 +64,23 @@ TEST(RefusedParsing, QueryThatIsRefusedClaimsNothingAndCanBeAskedAgain) {
     });
 }
 
+TEST(RefusedParsing, OptionalQueriesThatAreRefusedClaimNothingAndCanBeAskedAgain) {
+    forEveryRefusal([](Attempt& attempt) {
+        TOParsing parser = parse();
+        const auto askForShort = [&] { static_cast<void>(parser.optionalShort('x')); };
+        if (attempt.run(askForShort)) {
+            expectUnclaimed(parser, "Unknown option '-x'");
+            askForShort();
+        }
+        const auto askForLong = [&] { static_cast<void>(parser.optionalLong(bare, no_arg)); };
+        if (attempt.run(askForLong)) {
+            expectUnclaimed(parser, "Unknown option '--" + bare + "'");
+            askForLong();
+        }
+        expectUnclaimed(parser, "Unknown option '--" + file + "'");
+    });
+}
+
 TEST(RefusedParsing, MissingOptionIsRaisedOrBadAllocAndRaisedNextTime) {
     forEveryRefusal([](Attempt& attempt) {
         TOParsing parser = parse();
