@@ -5,6 +5,12 @@ include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 install(TARGETS avmanager RUNTIME DESTINATION "${CMAKE_INSTALL_SBINDIR}" COMPONENT program)
+install(FILES manual/avmanager.8 DESTINATION "${CMAKE_INSTALL_MANDIR}/man8" COMPONENT program)
+install(FILES manual/zrc.conf.5 DESTINATION "${CMAKE_INSTALL_MANDIR}/man5" COMPONENT program)
+install(FILES completions/avmanager.bash RENAME avmanager COMPONENT program
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
+install(FILES completions/_avmanager COMPONENT program
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
 install(FILES CHANGELOG.md LICENSE TYPE DOC COMPONENT program)
 install(DIRECTORY docs/ TYPE DOC COMPONENT program
     FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
@@ -20,6 +26,10 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/zarnic-config-version.cm
     COMPATIBILITY SameMajorVersion)
 install(FILES cmake/zarnic-config.cmake "${PROJECT_BINARY_DIR}/zarnic-config-version.cmake"
     DESTINATION "${package_dir}" COMPONENT development)
+
+install(DIRECTORY examples/ DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT development
+    FILES_MATCHING PATTERN "*.cpp" PATTERN "*.expected" PATTERN CMakeLists.txt
+    PATTERN server EXCLUDE)
 
 # The compiler's own form in the archives fits one release of one compiler; any other stops at it.
 if(AVMANAGER_LTO)

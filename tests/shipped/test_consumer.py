@@ -86,10 +86,28 @@ def test_a_subdirectory_keeps_to_itself(compiler, tmp_path):
         f"use_{component}" for component in SAYS}
 
 
-def test_a_host_gets_the_program_alone(tmp_path):
-    run("cmake", "--install", BUILD, "--prefix", tmp_path, "--component", "program")
-    assert {path.relative_to(tmp_path).parts[0] for path in tmp_path.rglob("*")} == {
-        "sbin", "share"}
+def installed(folder, component):
+    run("cmake", "--install", BUILD, "--prefix", folder, "--component", component)
+    return {str(path.relative_to(folder)) for path in folder.rglob("*") if path.is_file()}
+
+
+def test_a_host_gets_the_program_with_its_manual_and_nothing_else(tmp_path):
+    files = installed(tmp_path, "program")
+    documents = {name for name in files if name.startswith("share/doc/")}
+    assert files - documents == {
+        "sbin/avmanager", "share/man/man5/zrc.conf.5", "share/man/man8/avmanager.8",
+        "share/bash-completion/completions/avmanager", "share/zsh/site-functions/_avmanager"}
+    assert {"share/doc/avmanager/LICENSE", "share/doc/avmanager/operations.md"} <= documents
+
+
+def test_examples_come_with_the_libraries_and_build_where_they_lie(stage, tmp_path):
+    (examples,) = stage.rglob("examples")
+    assert "share/doc/avmanager/examples/pipeline.cpp" in installed(tmp_path / "i", "development")
+    run("cmake", "-G", "Ninja", "-S", examples, "-B", tmp_path / "b",
+        f"-DCMAKE_PREFIX_PATH={stage}")
+    run("cmake", "--build", tmp_path / "b")
+    said = run(tmp_path / "b/pipeline", tmp_path / "fruit")
+    assert f"$ ./pipeline fruit\n{said}" in (examples / "pipeline.expected").read_text()
 
 
 def test_archives_hold_plain_code_alone(stage):
