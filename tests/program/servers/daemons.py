@@ -1,11 +1,12 @@
 """Daemons that know nothing of the program, in the place of the server that it drives.
 
-Both are Debian's: gunicorn stays in the foreground, as the program that starts it expects, and
-tinyproxy sends itself into the background. Each answers a request with the word that its
-configuration holds.
+All are Debian's: gunicorn and dbus-daemon stay in the foreground, as the program that starts them
+expects, and tinyproxy sends itself into the background. Each answers a request with the word that
+its configuration holds.
 """
 
 import os
+import re
 import shutil
 import socket
 import subprocess
@@ -55,13 +56,30 @@ StatFile "{server.host.file(word, word)}"
 """
 
 
+# What follows the end of its root element is an error.
+def dbus_daemon(server, word):
+    services = server.host.dir / word
+    services.mkdir(exist_ok=True)
+    server.host.file(f"{word}/{word}.service",
+                     f"[D-BUS Service]\nName=answer.{word}\nExec=/bin/false\n")
+    return f"""\
+<busconfig>
+<listen>unix:path={server.host.dir}/bus</listen>
+<pidfile>{server.pid_file}</pidfile>
+<servicedir>{services}</servicedir>
+<policy context="default"><allow send_destination="*"/><allow receive_sender="*"/></policy>
+</busconfig>
+"""
+
+
 class Server:
     """One of the daemons as the "aveserver" of a host, and the commands for it."""
 
     def __init__(self, host, daemon):
-        program = shutil.which(daemon.__name__, path="/usr/bin")
+        name = daemon.__name__.replace("_", "-")
+        program = shutil.which(name, path="/usr/bin")
         if not program:
-            pytest.skip(f"{daemon.__name__} is not installed")
+            pytest.skip(f"{name} is not installed")
         host.remove("aveserver")
         (host.kav / "bin/aveserver").symlink_to(program)
         # Kept bytecode would hide a change of the configuration within its second.
@@ -117,6 +135,25 @@ class Server:
         except OSError:
             return None
         return text.partition("\r\n\r\n")[2].strip() or None
+
+
+class Bus(Server):
+    """A message bus: the service that it could start is its answer."""
+
+    def __init__(self, host):
+        super().__init__(host, dbus_daemon)
+        # It has no option -c.
+        host.remove("aveserver")
+        host.file("kav/bin/aveserver",
+                  '#!/bin/sh\nexec dbus-daemon --nofork --config-file="$2"\n').chmod(0o755)
+
+    def answer(self):
+        asked = subprocess.run(["dbus-send", f"--bus=unix:path={self.host.dir}/bus",
+                                "--print-reply=literal", "--dest=org.freedesktop.DBus", "/",
+                                "org.freedesktop.DBus.ListActivatableNames"],
+                               capture_output=True, text=True, timeout=BOUND, check=False)
+        found = re.search(r"\banswer\.(\w+)", asked.stdout)
+        return found and found[1]
 
 
 class Clients:
