@@ -206,7 +206,11 @@ class Host:
                 os.kill(pid, signal.SIGKILL)
                 os.waitpid(pid, 0)
         for left in Path("/tmp").glob("zrckav_*"):
-            shutil.rmtree(left) if left.is_dir() else left.unlink()
+            # Not even root may follow the link of a stranger here, where the system protects links.
+            if left.is_symlink() or not left.is_dir():
+                left.unlink()
+            else:
+                shutil.rmtree(left)
 
     # --- looking ---
 
