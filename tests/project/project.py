@@ -1,8 +1,10 @@
 """The project's files, as the checks read them."""
 
+import json
 import os
 import re
 import subprocess
+import tempfile
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -45,3 +47,13 @@ def includes(path):
 
 def without_comments(text):
     return re.sub(r"//[^\n]*", "", text)
+
+
+def ctest_tests():
+    """What ctest knows of every test. Asked in a folder of its own: it begins a new log even for a
+    list, and the build folder's is that of the run that this is a part of."""
+    with tempfile.TemporaryDirectory() as folder:
+        Path(folder, "CTestTestfile.cmake").write_text(f"subdirs([==[{BUILD}]==])\n")
+        listed = subprocess.run(["ctest", "--test-dir", folder, "--show-only=json-v1"],
+                                capture_output=True, text=True, check=True)
+    return json.loads(listed.stdout)["tests"]

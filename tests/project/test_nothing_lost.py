@@ -1,18 +1,14 @@
 """Every test file runs, every source has one, and every document link leads somewhere."""
 
-import json
 import re
-import subprocess
 
 import pytest
 
-from project import BUILD, ROOT, name, sources, tracked
+from project import ROOT, ctest_tests, name, sources, tracked
 
 
 def known_tests():
-    listed = subprocess.run(["ctest", "--test-dir", BUILD, "--show-only=json-v1"],
-                            capture_output=True, text=True, check=True)
-    return {test["name"] for test in json.loads(listed.stdout)["tests"]}
+    return {test["name"] for test in ctest_tests()}
 
 
 def test_every_googletest_file_is_run_by_ctest():

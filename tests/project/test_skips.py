@@ -1,7 +1,6 @@
 """What a test run says: a skip is seen, by the suite's exit status and by its reason at the end,
 and a failure says how to run that test again."""
 
-import json
 import os
 import shlex
 import subprocess
@@ -10,7 +9,7 @@ import sys
 import pytest
 
 from conftest import VARIABLES, again
-from project import BUILD, ROOT
+from project import BUILD, ROOT, ctest_tests
 
 SKIPPING = "import pytest\ndef test_a(): pytest.skip('why')\ndef test_b(): assert {holds}\n"
 
@@ -72,9 +71,7 @@ def test_a_test_in_a_private_root_is_run_again_in_one():
 
 
 def test_what_ctest_tells_a_suite_is_told_again():
-    listed = subprocess.run(["ctest", "--test-dir", BUILD, "--show-only=json-v1"],
-                            capture_output=True, text=True, check=True)
-    told = {entry.partition("=")[0] for test in json.loads(listed.stdout)["tests"]
+    told = {entry.partition("=")[0] for test in ctest_tests()
             if "pytest" in test.get("command", []) for entry in
             next((known["value"] for known in test["properties"]
                   if known["name"] == "ENVIRONMENT"), [])}
