@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <type_traits>
 
 #include "tests/unit/sys/recording_preparer.h"
 #include "tests/unit/sys/runs.h"
@@ -18,6 +19,8 @@ using test::probe;
 using test::program;
 using test::readFile;
 using test::runOnce;
+
+static_assert(!std::is_default_constructible_v<TAttachments<TExec>>, "only a runner is one");
 
 // All of them, in the spelling of a runner or of a pipeline.
 template <class Runner>
