@@ -75,6 +75,12 @@ TEST_F(ErrorReport, EmptyTextIsALineFeed) {
     EXPECT_EQ(streams.flushed(), twice("\n"));
 }
 
+TEST_F(ErrorReport, OfALineFeedAloneGetsNoSecondOne) {
+    const Streams streams;
+    report_error(0, 1, "\n");
+    EXPECT_EQ(streams.flushed(), twice("\n"));
+}
+
 TEST_F(ErrorReport, PercentSignsOfAnArgumentAreWrittenAsTheyAre) {
     const Streams streams;
     report_error(0, 1, "%s", "%s%n%d");
