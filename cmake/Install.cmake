@@ -13,7 +13,8 @@ install(FILES completions/_avmanager COMPONENT program
     DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
 install(FILES CHANGELOG.md LICENSE TYPE DOC COMPONENT program)
 install(DIRECTORY docs/ TYPE DOC COMPONENT program
-    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg"
+    PATTERN site EXCLUDE)
 
 # The libraries, for CMake: find_package(zarnic COMPONENTS sys), target zarnic::sys.
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/zarnic")

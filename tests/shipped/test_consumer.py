@@ -98,6 +98,7 @@ def test_a_host_gets_the_program_with_its_manual_and_nothing_else(tmp_path):
         "sbin/avmanager", "share/man/man5/zrc.conf.5", "share/man/man8/avmanager.8",
         "share/bash-completion/completions/avmanager", "share/zsh/site-functions/_avmanager"}
     assert {"share/doc/avmanager/LICENSE", "share/doc/avmanager/operations.md"} <= documents
+    assert [path for path in tmp_path.rglob("*") if path.is_dir() and not any(path.iterdir())] == []
 
 
 def test_examples_come_with_the_libraries_and_build_where_they_lie(stage, tmp_path):
