@@ -5,6 +5,7 @@
 #include <zarnic/sys/wait.h>
 
 #include <cstdio>
+#include <exception>
 
 using namespace zarnic::sys;
 
@@ -27,8 +28,9 @@ int main(int argc, char** argv) {
             runList(count.toFile(argv[1]).withModeToggled(TExec::wait_mode));
         std::printf("exit code %d\n", exitCode(waitChild(last.pid)));
         return 0;
-    } catch (const zarnic::TError& error) {
-        // Also the end of a child whose program could not be started.
+    } catch (const std::exception& error) {
+        // A TError, or the SystemError of a wait that failed. Also the end of a child whose
+        // program could not be started.
         std::fprintf(stderr, "%s\n", error.what());
         return 1;
     }
