@@ -52,9 +52,9 @@ def test_find_package(compiler, stage, tmp_path):
 
 
 def test_an_unknown_component_is_not_found(stage, tmp_path):
-    failed = subprocess.run(["cmake", "-S", CONSUMER, "-B", tmp_path, "-DCOMPONENTS=sys;mail",
-                             f"-DCMAKE_PREFIX_PATH={stage}"], capture_output=True, text=True,
-                            check=False)
+    failed = subprocess.run(["cmake", "-G", "Ninja", "-S", CONSUMER, "-B", tmp_path,
+                             "-DCOMPONENTS=sys;mail", f"-DCMAKE_PREFIX_PATH={stage}"],
+                            capture_output=True, text=True, check=False)
     assert failed.returncode != 0
     assert "zarnic has no component mail" in failed.stderr
 
