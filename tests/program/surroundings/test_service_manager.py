@@ -116,6 +116,8 @@ def test_a_unit_with_a_tmp_of_its_own_hides_the_errors_file(panel):
     assert not ERRORS.exists()
 
 
+# No namespace stands for a scope, so this one exists only under a real systemd:
+# tests/support/booted boots one.
 if SYSTEMD:
     def test_a_scope_of_its_own_keeps_the_service(panel):
         start = started()
