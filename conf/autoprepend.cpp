@@ -11,7 +11,7 @@
 namespace {
 
 constexpr const char* conf_path = "/etc/zrc/zrc.conf";
-constexpr const char* source_name = "conf/autoprepend.cpp";
+constexpr const char* autoprepend_source = "conf/autoprepend.cpp";
 
 // Index 0 and the last one are sentinels; the two arrays are parallel. The names of the arrays
 // stand in the texts of the assertions below, so even the misspelt one stays as it is.
@@ -138,20 +138,20 @@ const char* zrcConfGet(const char* name) {
 const char* zrcConfGetByIndex(int index) {
     CONF_ASSERT(is_variable(index),
                 "i > 0 && i <= (sizeof(theZrcConfArray) / sizeof(theZrcConfArray[0]) - 2)",
-                source_name);
+                autoprepend_source);
     return find_value(index);
 }
 
 const char* zrcConfGetDefaultByIndex(int index) {
     CONF_ASSERT(is_variable(index),
                 "i > 0 && i <= (sizeof(theZrcConfDefauls) / sizeof(theZrcConfDefauls[0]) - 2)",
-                source_name);
+                autoprepend_source);
     const char* const value = find_value(index);
     return value != nullptr ? value : theZrcConfDefauls[index];
 }
 
 const char* zrcConfGetDefault(const char* name) {
-    CONF_ASSERT(name != nullptr, "((void *)0) != name", source_name);
+    CONF_ASSERT(name != nullptr, "((void *)0) != name", autoprepend_source);
     // Deliberate: the lower sentinel takes part, and meets the assertion on its index. The
     // upper one does not: its name is unknown like any other.
     for (int index = 0; index <= last_variable; ++index) {

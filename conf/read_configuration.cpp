@@ -22,7 +22,7 @@ constexpr std::uint64_t initial_capacity = 20;
 constexpr std::uint64_t largest_doubled = 9223372036854775806U;
 constexpr std::uint64_t largest_capacity =
     std::min<std::uint64_t>(1152921504606846974U, SIZE_MAX / sizeof(conf_entry));
-constexpr const char* source_name = "conf/read_configuration.cpp";
+constexpr const char* reader_source = "conf/read_configuration.cpp";
 
 constexpr const char* usable =
     "((void *)0) != pconf && ((void *)0) != pconf->data && pconf->size >= pconf->nmemb";
@@ -123,7 +123,7 @@ int add_lines(std::FILE* file, conf_table* pconf, bool* failed_read) {
 }  // namespace
 
 int conf_init_r(conf_table* pconf) {
-    CONF_ASSERT(pconf != nullptr, "((void *)0) != pconf", source_name);
+    CONF_ASSERT(pconf != nullptr, "((void *)0) != pconf", reader_source);
     if (pconf->data != nullptr) {
         return pconf->nmemb >= pconf->size ? grow(pconf) : 0;
     }
@@ -169,7 +169,7 @@ int conf_add_r(const char* name, const char* value, conf_table* pconf) {
 
 int conf_read_file_r(const char* conf_file, conf_table* pconf) {
     CONF_ASSERT(conf_file != nullptr && pconf != nullptr,
-                "((void *)0) != conf_file && ((void *)0) != pconf", source_name);
+                "((void *)0) != conf_file && ((void *)0) != pconf", reader_source);
     if (conf_init_r(pconf) != 0) {
         return -1;
     }
@@ -199,7 +199,7 @@ int conf_read_file_r(const char* conf_file, conf_table* pconf) {
 }
 
 void conf_finalize_r(conf_table* pconf) {
-    CONF_ASSERT(is_usable(pconf), usable, source_name);
+    CONF_ASSERT(is_usable(pconf), usable, reader_source);
     if (pconf->sorted == 0) {
         std::qsort(pconf->data, static_cast<std::size_t>(pconf->nmemb), sizeof(conf_entry),
                    compare_names);
@@ -208,7 +208,7 @@ void conf_finalize_r(conf_table* pconf) {
 }
 
 const char* conf_get_r(const char* name, const conf_table* pconf) {
-    CONF_ASSERT(is_usable(pconf), usable, source_name);
+    CONF_ASSERT(is_usable(pconf), usable, reader_source);
     const conf_entry key = {const_cast<char*>(name), nullptr};  // only compared with
     auto count = static_cast<std::size_t>(pconf->nmemb);
     const auto* const found =
