@@ -7,11 +7,11 @@ import subprocess
 
 import pytest
 
-from project import ROOT, name, sources, tracked
+from project import PRODUCT, ROOT, name, sources, tracked
 
 
 def test_clang_format_agrees():
-    files = sources("lib", "conf", "manager", "tests", "examples", "bench")
+    files = sources(*PRODUCT, "tests", "examples", "bench")
     checked = subprocess.run(["clang-format", "--dry-run", "--Werror", *files],
                              capture_output=True, text=True, check=False)
     assert checked.stderr == ""

@@ -4,7 +4,7 @@ import re
 
 import pytest
 
-from project import ROOT, includes, name, sources, without_comments
+from project import PRODUCT, ROOT, includes, name, sources, without_comments
 
 # The arrows between folders, as the picture of the architecture draws them.
 ARROWS = re.findall(r'^ *"([\w/]+)" -> "([\w/]+)"$',
@@ -67,7 +67,7 @@ def test_the_files_of_a_folder_have_an_order(layer):
 
 
 def test_every_product_folder_is_a_known_layer():
-    folders = {name(path).rpartition("/")[0] for path in sources("lib", "conf", "manager")}
+    folders = {name(path).rpartition("/")[0] for path in sources(*PRODUCT)}
     libraries = LAYERS - {"manager"}
     assert folders == LAYERS | {f"{layer}/include/{public(layer)}" for layer in libraries}
 
@@ -89,7 +89,7 @@ def test_the_errors_use_the_standard_library_only():
 
 
 def test_every_source_includes_its_own_header_first():
-    sources_with_header = [(path, header) for path in sources("lib", "conf", "manager")
+    sources_with_header = [(path, header) for path in sources(*PRODUCT)
                            if path.suffix == ".cpp" and (header := own_header(path))]
     assert len(sources_with_header) > 15
     wrong = [name(path) for path, header in sources_with_header if includes(path)[0] != header]
@@ -104,13 +104,13 @@ def test_the_entry_only_calls_run_command_line():
 
 
 def test_no_header_brings_the_stream_library_up_before_main():
-    wrong = [name(path) for path in sources("lib", "conf", "manager")
+    wrong = [name(path) for path in sources(*PRODUCT)
              if "<iostream>" in includes(path)]
     assert wrong == []
 
 
 def test_boost_is_in_one_source_file():
-    users = [name(path) for path in sources("lib", "conf", "manager")
+    users = [name(path) for path in sources(*PRODUCT)
              if any("boost" in include for include in includes(path))]
     assert users == ["lib/sys/output.cpp"]
 
@@ -131,7 +131,7 @@ def test_the_preamble_stands_in_one_place():
 
 
 def test_only_the_known_places_end_the_process():
-    exits = [name(path) for path in sources("lib", "conf", "manager")
+    exits = [name(path) for path in sources(*PRODUCT)
              if re.search(r"\b_?[eE]xit\(|\babort\(|\bterminate\(",
                           without_comments(path.read_text()))]
     assert exits == ["conf/diagnostics.cpp", "lib/sys/after_fork.cpp",

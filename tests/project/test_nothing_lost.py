@@ -4,7 +4,7 @@ import re
 
 import pytest
 
-from project import ROOT, ctest_tests, name, sources, tracked
+from project import PRODUCT, ROOT, ctest_tests, name, sources, tracked
 
 
 def known_tests():
@@ -19,7 +19,7 @@ def test_every_googletest_file_is_run_by_ctest():
 
 
 def test_every_source_has_a_test_of_its_name():
-    without = [name(path) for path in sources("lib", "conf", "manager")
+    without = [name(path) for path in sources(*PRODUCT)
                if path.suffix == ".cpp" and path.name != "main.cpp"
                and not (ROOT / "tests/unit" / path.parent.name / f"{path.stem}_test.cpp").exists()]
     assert without == []

@@ -3,7 +3,7 @@
 import re
 import statistics
 
-from project import ROOT, name, sources, tracked
+from project import PRODUCT, ROOT, name, sources, tracked
 
 LONGEST_FILE = 250
 LONGEST_FUNCTION = 60
@@ -34,7 +34,7 @@ def function_lengths(path):
 
 
 def test_functions_of_the_product_are_short():
-    lengths = [length for path in sources("lib", "conf", "manager") if path.suffix == ".cpp"
+    lengths = [length for path in sources(*PRODUCT) if path.suffix == ".cpp"
                for length in function_lengths(path)]
     assert len(lengths) > 100
     assert [entry for entry in lengths if entry[1] > LONGEST_FUNCTION] == []
@@ -47,4 +47,4 @@ def test_tests_outweigh_the_product():
                    if path.suffix in (".h", ".cpp", ".py", ".toml")
                    and any(path.is_relative_to(ROOT / folder) for folder in folders))
 
-    assert lines("tests") >= lines("lib", "conf", "manager")
+    assert lines("tests") >= lines(*PRODUCT)
