@@ -16,6 +16,7 @@ def test_all_name_one_version():
     version = found(r"^project\(\w+ VERSION (\S+) ", "CMakeLists.txt")
     assert found(r"^Version: +(\S+)$", "packaging/avmanager.spec") == version
     assert found(r"\A\w+ \((\S+)\) ", "debian/changelog") == version
+    assert found(r"^## (\S+)$", "CHANGELOG.md") == version
 
 
 def unexplained(text):
