@@ -186,10 +186,9 @@ def test_the_examples_have_every_command(outputs):
             if f"avmanager --{command} " not in typed] == ["help"]
 
 
-@pytest.mark.parametrize("row", range(3))
+@pytest.mark.parametrize("row", pages.headings("avmanager.8", "COMMANDS", "column"))
 def test_a_program_gets_the_arguments_that_the_table_says(tmp_path, row):
-    heading = pages.headings("avmanager.8", "COMMANDS", "column")[row]
-    service, arguments = pages.without_macros(heading).split(" Ta ")
+    service, arguments = pages.without_macros(row).split(" Ta ")
     service = service.replace("any other name", "aveserver")
     values = {"dir": tmp_path, "config-file": tmp_path / "c", "service-pidfile": tmp_path / "p"}
     expected = re.sub(r"\b(dir|config-file|service-pidfile)\b",
