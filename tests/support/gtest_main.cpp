@@ -43,7 +43,7 @@ class Reporter : public testing::EmptyTestEventListener {
                              info.result()->GetTestPartResult(0).message());
             skipped_ = true;
         } else if (info.result()->Failed()) {
-            lines_.push_back("Alone: " + command_ + " --gtest_filter=" + quoted(name));
+            lines_.push_back("Run again: " + command_ + " --gtest_filter=" + quoted(name));
         }
     }
 

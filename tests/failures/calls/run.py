@@ -128,7 +128,7 @@ def report(violations):
     again = [*(f"{name}={shlex.quote(os.environ[name])}" for name in names if name in os.environ),
              sys.executable, "-B", shlex.quote(str(HERE / "run.py")), "--scenario"]
     for scenario in dict.fromkeys(scenario for scenario, _, _ in violations):
-        print("Again:", *again, shlex.quote(scenario))
+        print("Run again:", *again, shlex.quote(scenario))
 
 
 def write_table(text):
