@@ -138,10 +138,11 @@ void meddle(int /*level*/, const char* /*format*/, ...) {
 }
 
 TEST(Assertion, EndOfAReadMeetsTheSameAssertionAsFinalising) {
+    // Made out here: a child that aborts removes nothing.
+    const test::TempDir directory;
+    test::writeFile(directory / "zrc.conf", "NAME=abc\n");
     expectAssertion(
-        [] {
-            const test::TempDir directory;
-            test::writeFile(directory / "zrc.conf", "NAME=abc\n");
+        [&directory] {
             const Table table;
             meddled_table = table.get();
             message_fn = meddle;
