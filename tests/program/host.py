@@ -6,6 +6,7 @@ runs with a scrubbed environment. This process adopts the orphans that a run lea
 that a test sees how every process of a daemon start ended.
 """
 
+import atexit
 import contextlib
 import ctypes
 import os
@@ -22,6 +23,7 @@ from urllib.parse import unquote_to_bytes
 def anybodys(path):
     """A copy that every user may run: the project may lie where only its owner may look."""
     directory = tempfile.mkdtemp()
+    atexit.register(shutil.rmtree, directory)
     os.chmod(directory, 0o755)
     return shutil.copy(path, directory)
 
