@@ -6,7 +6,6 @@ runs with a scrubbed environment. This process adopts the orphans that a run lea
 that a test sees how every process of a daemon start ended.
 """
 
-import atexit
 import contextlib
 import ctypes
 import os
@@ -19,16 +18,10 @@ from dataclasses import dataclass, field
 from pathlib import Path
 from urllib.parse import unquote_to_bytes
 
-
-def anybodys(path):
-    """A copy that every user may run: the project may lie where only its owner may look."""
-    directory = tempfile.mkdtemp()
-    atexit.register(shutil.rmtree, directory)
-    os.chmod(directory, 0o755)
-    return shutil.copy(path, directory)
-
-
-PROGRAM = anybodys(os.environ["AVMANAGER"])
+# A copy that every user may run: the project may lie where only its owner may look.
+FOLDER = tempfile.TemporaryDirectory()  # removed with this object, at the end
+os.chmod(FOLDER.name, 0o755)
+PROGRAM = shutil.copy(os.environ["AVMANAGER"], FOLDER.name)
 PROBE = os.environ["PROBE"]
 TOOLS = ("cat", "cp", "chown")
 SERVER_PROGRAMS = ("aveserver", "keepup2date", "parse_avstat.pl", "other")
