@@ -9,14 +9,12 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion)
 
-set(AVMANAGER_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
 if(AVMANAGER_SANITIZE)
     add_compile_options(-fsanitize=${AVMANAGER_SANITIZE} -fno-sanitize-recover=all
                         -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${AVMANAGER_SANITIZE})
 endif()
 
-option(AVMANAGER_COVERAGE "Count executed lines and branches" OFF)
 if(AVMANAGER_COVERAGE)
     # Only with its extensions does the compiler know exec, and writes a child's counters out before
     # the new program's image takes their place.
