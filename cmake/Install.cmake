@@ -35,8 +35,9 @@ install(DIRECTORY examples/ DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPO
 # The compiler's own form in the archives fits one release of one compiler; any other stops at it.
 if(AVMANAGER_LTO)
     install(CODE "
-        file(GLOB archives
-            \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libzarnic-*.a\")
+        set(folder \"${CMAKE_INSTALL_LIBDIR}\")
+        cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")
+        file(GLOB archives \"\$ENV{DESTDIR}\${folder}/libzarnic-*.a\")
         execute_process(COMMAND_ERROR_IS_FATAL ANY COMMAND \"${CMAKE_STRIP}\"
             --enable-deterministic-archives --preserve-dates --wildcard --strip-symbol=__gnu_lto_*
             --remove-section=.gnu.lto_* --remove-section=.gnu.debuglto_* \${archives})"
@@ -45,14 +46,13 @@ endif()
 
 # And for everybody else: pkg-config zarnic-sys. All paths begin at the file's own folder, so that
 # the tree may lie anywhere.
-set(pkg_config_dir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
-cmake_path(ABSOLUTE_PATH pkg_config_dir BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}" NORMALIZE
-    OUTPUT_VARIABLE here)
+set(here "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig")
 file(RELATIVE_PATH PREFIX "${here}" "${CMAKE_INSTALL_PREFIX}")
+file(RELATIVE_PATH INCLUDEDIR "${here}" "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
 function(avmanager_pkg_config LIBRARY DESCRIPTION REQUIRES)
     configure_file(cmake/zarnic.pc.in zarnic-${LIBRARY}.pc @ONLY)
-    install(FILES "${PROJECT_BINARY_DIR}/zarnic-${LIBRARY}.pc" DESTINATION "${pkg_config_dir}"
-        COMPONENT development)
+    install(FILES "${PROJECT_BINARY_DIR}/zarnic-${LIBRARY}.pc"
+        DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
 endfunction()
 avmanager_pkg_config(error "Errors of the panel's tools" "")
 avmanager_pkg_config(opt "Command-line options of the panel's tools" zarnic-error)
