@@ -18,6 +18,17 @@ def test_clang_format_agrees():
     assert checked.returncode == 0
 
 
+def test_shellcheck_agrees():
+    """But to texts that are a shell's for another program, and to functions that only a trap calls."""
+    scripts = [path for path in tracked() if name(path) == "scripts/enter"
+               or re.match(rb"#!.*\b(ba)?sh\n", path.read_bytes())]
+    assert len(scripts) > 10
+    checked = subprocess.run(
+        ["shellcheck", "--external-sources", "--exclude=SC1091,SC2016,SC2317,SC2329", *scripts],
+        capture_output=True, text=True, check=False, cwd=ROOT)
+    assert (checked.returncode, checked.stdout) == (0, "")
+
+
 def texts():
     """All files but a fuzzer's inputs and the pictures that gnuplot draws."""
     found = [path for path in tracked()
