@@ -128,7 +128,7 @@ _avmanager() {
     COMPREPLY=()
     if [[ $current == --*=* ]]; then
         option=${current%%=*} value=${current#*=}
-        [[ -z $command || " ${takes[$command]} " == *" $option "* ]] || return 0
+        [[ " ${takes[${command:-none}]-${takes[*]}} " == *" $option "* ]] || return 0
         # Behind the "=" neither the shell nor the program takes it for the home folder.
         [[ $value != \~/* || $kept == *\~* ]] || value=$HOME/${value#*/}
         current=$option=$value

@@ -72,6 +72,8 @@ def test_an_option_is_not_offered_twice(terminal):
     ("--check-install --kav-dir=pl", "--kav-dir=pl"),
     ("--check-install --file=pl", "--file=pl"),
     ("--kav-dir=a", "--kav-dir=a"),
+    ("--bogus=pl", "--bogus=pl"),
+    ("--check-install=pl", "--check-install=pl"),
     ("--delete-file --file=pl", "--file=plain.conf "),
     ("--delete-file --file=w\\$", "--file=w$x "),
     ('--delete-file --file="ü \\"', '--file=ü "q" '),
