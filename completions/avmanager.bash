@@ -126,6 +126,8 @@ _avmanager() {
         done
     done
     COMPREPLY=()
+    # Behind a redirection is a file, not a word of the command. Readline finds it.
+    [[ $3 != [\<\>]* ]] || { compopt -o default 2>/dev/null; return 0; }
     if [[ $current == --*=* ]]; then
         option=${current%%=*} value=${current#*=}
         [[ " ${takes[${command:-none}]-${takes[*]}} " == *" $option "* ]] || return 0

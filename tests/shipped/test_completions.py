@@ -86,6 +86,13 @@ def test_an_option_is_not_offered_twice(terminal):
     ("--service-started --service=k| --kav-dir='my kav'", "--service=keepup2date"),
     ("--service-started --service=av", "--service=av"),
     ("--service-started --kav-dir=/nowhere --service=av", "--service=av"),
+    ("--config-file-content --file=x > pl", "plain.conf "),
+    ("--config-file-content --file=x >pl", ">plain.conf "),
+    ("--config-file-content --file=x 2>pl", "2>plain.conf "),
+    ("--config-file-content --file=x >> w\\$", "w$x "),
+    ("--config-file-content > plain.conf --f", "--file="),
+    ("--config-file-content '>' --f", "--file="),
+    ("--config-file-content \\> --f", "--file="),
     ("--help --k", "--k"),
     ("word --ch", "--check-install "),
 ])
