@@ -121,6 +121,7 @@ _avmanager() {
     others+=("${words[@]:1:${#words[@]}-2}")
 
     for word in "${others[@]}"; do
+        [[ $word != -h ]] || command=--help
         for option in "${!takes[@]}"; do
             [[ $word != "$option" ]] || command=$option
         done

@@ -94,6 +94,7 @@ def test_an_option_is_not_offered_twice(terminal):
     ("--config-file-content '>' --f", "--file="),
     ("--config-file-content \\> --f", "--file="),
     ("--help --k", "--k"),
+    ("-h --ch", "--ch"),
     ("word --ch", "--check-install "),
 ])
 def test_a_word_is_completed(terminal, line, completed):
