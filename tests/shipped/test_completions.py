@@ -59,6 +59,7 @@ def test_an_option_is_not_offered_twice(terminal):
     ("--start-service --no", "--no-daemon=1 "),
     ("--start-service --no-daemon=", "--no-daemon=1 "),
     ("--check-install --k", "--kav-dir="),
+    ("--check-install --kav-dir= --k", "--kav-dir="),
     ("--check-install --kav-dir=m", "--kav-dir=my kav/"),
     ("--check-install --kav-dir=my\\ k", "--kav-dir=my kav/"),
     ("--check-install --kav-dir='my k", "--kav-dir=my kav/"),
