@@ -85,7 +85,8 @@ def test_an_option_is_not_offered_twice(terminal):
     ("--service-started --kav-dir=my\\ kav --service=av", "--service=aveserver "),
     ('--service-started "--kav-dir=my kav" --service=k', "--service=keepup2date "),
     ("--service-started --service=k| --kav-dir='my kav'", "--service=keepup2date"),
-    ("--service-started --service=av", "--service=av"),
+    # Not /bin/false.
+    ("--service-started --service=fals", "--service=fals"),
     ("--service-started --kav-dir=/nowhere --service=av", "--service=av"),
     ("--config-file-content --file=x > pl", "plain.conf "),
     ("--config-file-content --file=x >pl", ">plain.conf "),
