@@ -2,7 +2,8 @@
 # that are not there yet, then their values. Needs nothing else; works beside bash-completion.
 #
 # The line is split here and not by bash, which cuts words at each of COMP_WORDBREAKS: at the "="
-# before a value, unless the user has changed that. Nothing of the line is expanded or run.
+# before a value, unless the user has changed that. Nothing of the line is run, and only a
+# variable that the server's folder begins with is expanded.
 
 # Splits a text into the array `words` of the caller, quotes and backslashes taken away. The last
 # word is the one that the text ends in: empty after a blank. `quote` is the one that is open there.
@@ -52,16 +53,23 @@ _avmanager_paths() (
 
 # Sets `found` to what can stand in the place of an option's value, of which a part is typed.
 _avmanager_values() {
-    local option=$1 typed=$2 kind=files folder='' word
+    local option=$1 typed=$2 kind=files word
+    # A plain name could hide the user's variable.
+    local _folder='' name='[A-Za-z_][A-Za-z_0-9]*'
     case $option in
         --no-daemon) found=(1) && return ;;
         --kav-dir) kind=folders ;;
         --service)
             for word in "${others[@]}"; do
-                [[ $word != --kav-dir=* ]] || folder=${word#*=}
+                [[ $word != --kav-dir=* ]] || _folder=${word#*=}
             done
-            [[ -n $folder ]] || return
-            kind=programs typed=$folder/bin/$typed
+            # Sought as it was typed: in single quotes it is no variable.
+            if [[ $COMP_LINE =~ [[:blank:]]\"?--kav-dir=\"?(\$($name|\{$name\})) ]]; then
+                name=${BASH_REMATCH[2]//[\{\}]}
+                _folder=${_folder/#"${BASH_REMATCH[1]}"/"${!name-}"}
+            fi
+            [[ -n $_folder ]] || return
+            kind=programs typed=$_folder/bin/$typed
             ;;
     esac
     mapfile -d '' found < <(_avmanager_paths "$kind" "$typed" 2>/dev/null)

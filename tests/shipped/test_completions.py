@@ -85,6 +85,12 @@ def test_an_option_is_not_offered_twice(terminal):
     ("--service-started --kav-dir=my\\ kav --service=av", "--service=aveserver "),
     ('--service-started "--kav-dir=my kav" --service=k', "--service=keepup2date "),
     ("--service-started --service=k| --kav-dir='my kav'", "--service=keepup2date"),
+    ("--service-started --kav-dir=$HOME/my\\ kav --service=av", "--service=aveserver "),
+    ('--service-started "--kav-dir=$HOME/my kav" --service=av', "--service=aveserver "),
+    ('--service-started --service=av| --kav-dir="${HOME}/my kav"', "--service=aveserver"),
+    ("--service-started --kav-dir='$HOME/my kav' --service=av", "--service=av"),
+    ("--service-started --kav-dir=\\$HOME/my\\ kav --service=av", "--service=av"),
+    ("--service-started --kav-dir=$unset --service=fals", "--service=fals"),
     # Not /bin/false.
     ("--service-started --service=fals", "--service=fals"),
     ("--service-started --kav-dir=/nowhere --service=av", "--service=av"),
@@ -135,7 +141,9 @@ def test_it_works_behind_a_command_that_runs_others(terminal):
 
 
 @pytest.mark.parametrize("line", [
-    "--service-started --kav-dir=$(touch made) --service=av", "'x]$(touch made)' --ch",
+    "--service-started --kav-dir=$(touch made) --service=av",
+    "--service-started --kav-dir=${HOME:-$(touch made)} --service=av",
+    "--service-started --kav-dir=${HOME[$(touch made)]} --service=av", "'x]$(touch made)' --ch",
     "--check-install --kav-dir=`touch made`", "--delete-file --file=$(touch made)/",
     '--delete-file --file="$(touch made)'])
 def test_nothing_of_the_line_is_run(terminal, line):
