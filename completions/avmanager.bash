@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Completes the command line of avmanager(8) in bash: a command, then the options that it takes and
 # that are not there yet, then their values. Needs nothing else; works beside bash-completion.
 #
@@ -99,7 +100,7 @@ _avmanager_reply() {
         COMPREPLY+=("$word")
     done
     [[ -z $paths ]] || compopt -o filenames 2>/dev/null
-    [[ ${#COMPREPLY[@]} -ne 1 || $COMPREPLY != *[=/] ]] || compopt -o nospace 2>/dev/null
+    [[ ${#COMPREPLY[@]} -ne 1 || ${COMPREPLY[0]} != *[=/] ]] || compopt -o nospace 2>/dev/null
 }
 
 _avmanager() {
