@@ -19,12 +19,12 @@ MARK = "\036"
 
 # --- the pages as such ---
 
-def checked(tool, *arguments):
+def checked(tool, *arguments, width=160):
     """Runs a tool for manual pages, which is to complain of nothing; returns what it prints."""
     if shutil.which(tool) is None:
         pytest.skip(f"{tool} is not installed")
     run = subprocess.run([tool, *arguments], capture_output=True, text=True, check=False,
-                         env={**os.environ, "LC_ALL": "C.UTF-8", "MANWIDTH": "160"})
+                         env={**os.environ, "LC_ALL": "C.UTF-8", "MANWIDTH": str(width)})
     assert (run.returncode, run.stderr) == (0, "")
     return run.stdout
 
@@ -36,7 +36,7 @@ def test_mandoc_has_nothing_to_complain_of(page):
 
 @pytest.mark.parametrize("page", pages.PAGES, ids=lambda page: page.name)
 def test_groff_has_nothing_to_complain_of(page):
-    checked("man", "--warnings=w", "-E", "UTF-8", "-Tutf8", "-Z", "-l", page)
+    checked("man", "--warnings=w", "-E", "UTF-8", "-Tutf8", "-Z", "-l", page, width=80)
 
 
 @pytest.mark.parametrize("page", pages.PAGES, ids=lambda page: page.name)
