@@ -69,10 +69,16 @@ def answers(page):
     return found
 
 
-def headings(page, name, kind):
-    """The headings of the lists of a kind in a section, which have no lists inside."""
+def items(page, name, kind):
+    """The items of the lists of a kind in a section, which have no lists inside."""
     lists = re.findall(rf"^\.Bl -{kind}.*?^\.El$", "\n".join(section(page, name)), re.M | re.S)
-    return re.findall(r"^\.It (.+)$", "\n".join(lists), re.M)
+    return [item for one in lists
+            for item in re.split(r"^\.It ", one.removesuffix("\n.El"), flags=re.M)[1:]]
+
+
+def headings(page, name, kind):
+    """The headings of such items: their first lines."""
+    return [item.splitlines()[0] for item in items(page, name, kind)]
 
 
 def without_macros(text):
@@ -83,8 +89,16 @@ def without_macros(text):
 
 def table(page, name):
     """The rows of a section's table below its headings, as lists of words without macros."""
-    rows = [without_macros(row).split(" Ta") for row in headings(page, name, "column")]
+    rows = [without_macros(" ".join(row.split())).split(" Ta")
+            for row in items(page, name, "column")]
     return [[cell.strip() for cell in row] for row in rows[1:]]
+
+
+def messages():
+    """The rows of the document of messages, as lists of cells."""
+    text = (ROOT / "docs/messages.md").read_text("utf-8")
+    return [[cell.strip() for cell in line.strip("|").split("|")]
+            for line in text.splitlines() if line.startswith("|")]
 
 
 def commands_of(display):

@@ -4,6 +4,7 @@ compared with the program's."""
 import os
 import re
 import shutil
+import string
 import subprocess
 from pathlib import Path
 
@@ -60,6 +61,14 @@ def test_the_synopsis_has_the_programs_commands_and_options():
     assert pages.forms("avmanager.8") == interface.forms()
 
 
+@pytest.mark.parametrize("section", ["SYNOPSIS", "COMMANDS"])
+def test_a_command_of_one_letter_is_in_the_page(section):
+    taken = [letter for letter in string.ascii_letters
+             if interface.complaint(f"-{letter}") != f"Unknown option '-{letter}'"]
+    assert re.findall(r"(?:\.Nm\n\.|, )Fl (\w)$",
+                      "\n".join(pages.section("avmanager.8", section)), re.M) == taken
+
+
 def test_options_in_brackets_are_ignored_without_a_value_and_others_are_not():
     for command, (required, optional) in pages.forms("avmanager.8").items():
         for name in required:
@@ -82,16 +91,9 @@ def test_every_command_and_option_is_explained():
             for heading in pages.headings("avmanager.8", "OPTIONS", "tag")} == options
 
 
-def messages():
-    """The rows of the document of messages, as lists of cells."""
-    text = (ROOT / "docs/messages.md").read_text("utf-8")
-    return [[cell.strip() for cell in line.strip("|").split("|")]
-            for line in text.splitlines() if line.startswith("|")]
-
-
 def test_the_lines_of_each_command_are_the_programs():
     listed = pages.answers("avmanager.8")
-    documented = {command: {row[0].strip('"') for row in messages()
+    documented = {command: {row[0].strip('"') for row in pages.messages()
                             if row[0].startswith('"') and f"`{command}`" in row[1]}
                   for command in listed}
     assert listed == documented
@@ -100,19 +102,10 @@ def test_the_lines_of_each_command_are_the_programs():
 
 
 def test_the_common_lines_are_the_programs():
-    documented = {row[0].strip('"') for row in messages()
+    documented = {row[0].strip('"') for row in pages.messages()
                   if re.fullmatch("`T(No|Bad|Unkn)[LS]Opt`", row[1]) and "library" not in row[2]}
     assert set(pages.headings("avmanager.8", "DIAGNOSTICS", "diag")) == documented | {"Error"}
     assert interface.literals("Error") == ["Error"]
-
-
-def test_the_exit_statuses_are_those_of_the_processes():
-    rows = [row[:2] for row in pages.table("avmanager.8", "EXIT STATUS")]
-    documented = {row[0]: row[1] for row in messages() if row[0].startswith("the ")}
-    processes = list(dict.fromkeys(process for process, _ in rows))
-    assert len(processes) == 4
-    assert rows == [[process, status] for process in processes
-                    for status in re.findall(r"\d+|error number", documented[process])]
 
 
 # --- its examples ---

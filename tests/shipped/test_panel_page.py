@@ -1,5 +1,5 @@
-"""zrc.conf(5) says what is so: the product's reader reads its examples, and its variables are
-compared with the library's."""
+"""zrc.conf(5) says what is so: the product's reader reads its examples, and its file and its
+variables are compared with the library's."""
 
 import os
 import re
@@ -21,6 +21,12 @@ def panel_file(*arguments):
     said = subprocess.run([PANEL_FILE, *arguments], capture_output=True, text=True,
                           check=True).stdout.split("\0")
     return list(zip(said[:-1:2], said[1::2], strict=True))
+
+
+def test_the_file_is_the_librarys():
+    source = (ROOT / "conf/autoprepend.cpp").read_text()
+    assert pages.section(PAGE, "SYNOPSIS") == [
+        ".Pa " + re.search('conf_path = "(.+)"', source)[1]]
 
 
 def test_the_variables_and_their_defaults_are_the_librarys():

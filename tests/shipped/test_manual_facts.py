@@ -1,0 +1,89 @@
+"""The single facts of avmanager(8) are so: paths, signals and times are compared with the sources,
+exit statuses with runs."""
+
+import os
+import re
+import signal
+import subprocess
+from contextlib import suppress
+
+import pytest
+
+import pages
+from pages import ROOT
+
+PAGE = "avmanager.8"
+PROGRAM = os.environ["AVMANAGER"]
+
+
+@pytest.mark.parametrize("section, said, source, so", [
+    ("FILES", r"Pa (/etc/\S+)", "conf/autoprepend.cpp", 'conf_path = "(.+?)"'),
+    ("FILES", r"Pa (/tmp/\w+) Ns Ar name Ns Pa (\w+)",
+     "manager/service_body.cpp", r'"(/tmp/\w+)" \+ service \+ "(\w+)"'),
+    ("COMMANDS", r"(?:Sends|runs is sent) (SIG\w+)",
+     "manager/running_service.cpp", r"void termByPidFile.*?kill\(pid, (\w+)"),
+    ("COMMANDS", r"it is sent (SIG\w+)",
+     "manager/running_service.cpp", r"void reloadByPidFile.*?kill\(pid, (\w+)"),
+    ("COMMANDS", r"(\d+) seconds", "manager/running_service.cpp", r"reload_seconds = (\d+)"),
+    ("EXAMPLES", r"takes (\d+) seconds", "manager/running_service.cpp", r"reload_seconds = (\d+)"),
+    ("SIGNALS", r"(SIG\w+|\b\d+),", "manager/running_service.cpp", r"kill\(pid, (\w+)"),
+    ("SIGNALS", r"with (SIG\w+) ignored", "manager/daemon.cpp", r"sigaction\((\w+), &ignore"),
+])
+def test_the_page_says_what_the_source_says(section, said, source, so):
+    told = re.findall(said, " ".join(pages.section(PAGE, section)))
+    facts = re.findall(so, (ROOT / source).read_text("utf-8"), re.S)
+    assert facts and list(dict.fromkeys(told)) == facts
+
+
+def test_the_exit_statuses_are_those_of_the_processes():
+    rows = [row[:2] for row in pages.table(PAGE, "EXIT STATUS")]
+    documented = {row[0]: row[1] for row in pages.messages() if row[0].startswith("the ")}
+    processes = list(dict.fromkeys(process for process, _ in rows))
+    assert len(processes) == 4
+    assert rows == [[process, status] for process in processes
+                    for status in re.findall(r"\d+|error number", documented[process])]
+
+
+def status(process, when):
+    """The status that the table gives to a process for what it says of it."""
+    found, = [row[1] for row in pages.table(PAGE, "EXIT STATUS")
+              if row[0] == process and when in row[2]]
+    return found
+
+
+def test_the_invoking_process_ends_as_the_table_says():
+    for when, words in (("a command succeeded", ["-h"]), ("none was given", []),
+                        ("an error was printed", ["--check-install"])):
+        run = subprocess.run([PROGRAM, *words], capture_output=True, check=False)
+        assert status("the invoking process", when) == str(run.returncode)
+
+
+@pytest.mark.parametrize("when, service, body, child", [
+    ("the program ended with 0", "x", "exit 0", signal.SIG_DFL),
+    ("was ended or stopped by a signal", "x", "kill -TERM $$", signal.SIG_DFL),
+    ("was not to be run", "parse_avstat.pl", "exit 3", signal.SIG_DFL),
+    ("the program failed", "x", "exit 3", signal.SIG_DFL),
+    ("could not be waited for", "x", "exit 0", signal.SIG_IGN)])
+def test_the_processes_of_a_start_end_as_the_table_says(tmp_path, when, service, body, child):
+    """This process is the first of its private root, so they are left to it."""
+    program = tmp_path / "bin" / service
+    program.parent.mkdir()
+    program.write_text(f"#!/bin/sh\n{body}\n")
+    program.chmod(0o755)
+    subprocess.run([PROGRAM, "--start-service", f"--kav-dir={tmp_path}", f"--service={service}"],
+                   preexec_fn=lambda: signal.signal(signal.SIGCHLD, child), check=True)
+    ends = []
+    with suppress(ChildProcessError):
+        while True:
+            ends.append(str(os.waitstatus_to_exitcode(os.wait()[1])))
+    of_two = [status("the session leader", "it made"), status("the detached process", "it made")]
+    assert set(ends) == {*of_two, status("the service process", when)}
+    assert len(ends) > len(of_two)
+
+
+def test_a_failed_fork_has_the_statuses_that_the_document_of_messages_has():
+    documented = {row[0]: row[1] for row in pages.messages()}
+    for process in ("the session leader", "the detached process"):
+        assert documented[process].startswith(f"0; {status(process, 'could not')} when its fork")
+    assert f"the {status('the service process', 'a fork failed')} of a failed fork" in documented[
+        "the service process"]
