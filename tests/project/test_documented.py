@@ -1,5 +1,6 @@
 """Every name that a public header declares is documented where it is declared. Doxygen decides, as
-it does for the site; it lets a destructor and a constructor without arguments pass."""
+it does for the site; it lets a destructor and a constructor without arguments pass. Concepts, which
+it lets pass, too, are looked for here."""
 
 import os
 import re
@@ -8,7 +9,7 @@ import subprocess
 
 import pytest
 
-from project import ROOT
+from project import ROOT, name, sources
 
 if shutil.which("doxygen") is None:
     pytest.skip("doxygen is not installed", allow_module_level=True)
@@ -25,8 +26,21 @@ def complaints(folder, settings=""):
     return run.stderr
 
 
+def bare_concepts(text):
+    """The concepts that no comment stands before since the last empty line."""
+    return re.findall(r"(?:\A|\n\n)(?:(?!//|\n\n).)*?\bconcept (\w+)", text, re.S)
+
+
 def test_every_public_name_is_documented(tmp_path):
     assert complaints(tmp_path) == ""
+    headers = [path for path in sources("lib", "conf") if "/include/zarnic/" in name(path)]
+    assert headers
+    assert [found for path in headers for found in bare_concepts(path.read_text())] == []
+
+
+def test_a_concept_without_a_comment_is_found():
+    assert bare_concepts("// A.\ntemplate <int N>\nconcept A = N > 1;\n\n"
+                         "template <int N>\nconcept B = N > 2;\n") == ["B"]
 
 
 def test_a_name_without_a_comment_is_found(tmp_path):
