@@ -9,15 +9,22 @@ import subprocess
 
 import pytest
 
-from project import ROOT, name, sources
+from project import name, sources, tracked
 
 if shutil.which("doxygen") is None:
     pytest.skip("doxygen is not installed", allow_module_level=True)
 
 
 def complaints(folder, settings=""):
-    """What Doxygen, set as for the site, says of the public headers; no site is made."""
-    run = subprocess.run(["doxygen", "-"], cwd=ROOT, text=True, capture_output=True, check=False,
+    """What Doxygen, set as for the site, says of the public headers; no site is made.
+
+    Of a copy, whose path is plain: Doxygen hands it to a shell between double quotes."""
+    project = folder / "project"
+    for path in tracked():
+        copy = project / name(path)
+        copy.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy(path, copy)
+    run = subprocess.run(["doxygen", "-"], cwd=project, text=True, capture_output=True, check=False,
                          env={**os.environ, "SITE": str(folder)},
                          input=f"@INCLUDE = docs/site/Doxyfile\n{settings}\n"
                                "GENERATE_HTML = NO\nGENERATE_XML = YES\nHAVE_DOT = NO\n"
