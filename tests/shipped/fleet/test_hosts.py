@@ -46,8 +46,10 @@ def test_the_exit_status_is_the_commands_and_nothing_is_left():
 
 
 def unignored():
-    """A shell can trap no signal that was ignored when it started, as in a job of another's."""
-    signal.signal(signal.SIGINT, signal.SIG_DFL)
+    """A shell can trap no signal that was ignored when it started, as in a job of another's, or below
+    nohup."""
+    for number in (signal.SIGINT, signal.SIGHUP):
+        signal.signal(number, signal.SIG_DFL)
 
 
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL])
