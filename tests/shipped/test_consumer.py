@@ -81,7 +81,7 @@ def test_pkg_config(compiler, component, stage, tmp_path):
 def options(folder):
     """What the parent's own targets are compiled and linked with."""
     commands = run("ninja", "-C", folder, "-t", "commands", *(f"use_{name}" for name in SAYS))
-    return {word for command in commands.splitlines() if "use_" in command
+    return {word for command in commands.splitlines() if "CMakeFiles/use_" in command
             for word in shlex.split(command) if word.startswith("-") and "/" not in word}
 
 
