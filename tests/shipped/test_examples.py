@@ -2,6 +2,7 @@
 
 import os
 import re
+import shlex
 import socket
 import subprocess
 from pathlib import Path
@@ -44,7 +45,7 @@ def test_it_does_what_its_session_shows(session, tmp_path, log):
 
 
 def test_the_warning_arrives_in_the_system_log(tmp_path, log):
-    typed(str(BUILT / "messages"), tmp_path)
+    typed(shlex.quote(str(BUILT / "messages")), tmp_path)
     priority = 3 * 8 + 4  # a daemon's warning
     assert re.fullmatch(rf"<{priority}>.{{15}} messages\[\d+\]: a warning to the log",
                         log.recv(4096).decode())
