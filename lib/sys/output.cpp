@@ -7,6 +7,7 @@
 #include <boost/lexical_cast.hpp>
 #include <cstddef>
 #include <stdexcept>
+#include <string>
 
 #include "zarnic/sys/preparers.h"
 #include "zarnic/sys/wait.h"
@@ -16,6 +17,12 @@ namespace zarnic::sys {
 namespace {
 
 constexpr std::size_t chunk_size = 1024;
+
+// A text of this source alone. The macro above changes Boost's templates. Were one of them made
+// for std::string here, a caller's own conversion to std::string would be a second definition of
+// it, and the linker would keep either.
+struct OwnTraits : std::char_traits<char> {};
+using NumberText = std::basic_string<char, OwnTraits>;
 
 // Deliberately no retry: an interrupted read ends the text as an end of file does.
 void readAll(std::string& out, int descriptor) {
@@ -30,8 +37,9 @@ void readAll(std::string& out, int descriptor) {
 }
 
 [[noreturn]] void childFailed(const char* what, int number, const std::string& out) {
-    throw std::runtime_error(std::string("child failed (") + what + "=" +
-                             boost::lexical_cast<std::string>(number) + "): " + out);
+    const auto text = boost::lexical_cast<NumberText>(number);
+    throw std::runtime_error(std::string("child failed (") + what + "=" + text.c_str() +
+                             "): " + out);
 }
 
 }  // namespace
