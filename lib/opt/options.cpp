@@ -8,7 +8,9 @@ namespace zarnic::opt {
 
 namespace {
 
-const std::string wrong_index = "Wrong index";
+// As all texts of the library no object with a constructor: a static object of another file may
+// throw before it would run.
+constexpr char wrong_index[] = "Wrong index";
 
 // Fixed ASCII ranges instead of <cctype>: a locale must not change what an option is.
 // Objects and not functions, which the algorithms below would call by their address.
@@ -113,7 +115,8 @@ TOpts::TOptsError::TOptsError(const std::string& message, const TOpts& options)
     : TError(message), options_(options) {}
 
 TOpts::TOutOfRange::TOutOfRange(const TOpts& options, std::uint64_t index)
-    : TOptsError(wrong_index + " (index = " + std::to_string(index) + ")", options),
+    : TOptsError(std::string(wrong_index) + " (index = " + std::to_string(index) + ")",
+                 options),
       index_(index) {}
 
 }  // namespace zarnic::opt

@@ -4,17 +4,17 @@ namespace zarnic::opt {
 
 namespace {
 
-const std::string requires_short = "Requires short option";
-const std::string requires_long = "Requires long option";
-const std::string incorrect_long = "Incorrect long option";
-const std::string unknown_option = "Unknown option";
+constexpr char requires_short[] = "Requires short option";
+constexpr char requires_long[] = "Requires long option";
+constexpr char incorrect_long[] = "Incorrect long option";
+constexpr char unknown_option[] = "Unknown option";
 
-std::string quoteShort(const std::string& leading, char letter) {
-    return leading + " '-" + letter + "'";
+std::string quoteShort(const char* leading, char letter) {
+    return std::string(leading) + " '-" + letter + "'";
 }
 
-std::string quoteLong(const std::string& leading, const std::string& name) {
-    return leading + " '--" + name + "'";
+std::string quoteLong(const char* leading, const std::string& name) {
+    return std::string(leading) + " '--" + name + "'";
 }
 
 }  // namespace

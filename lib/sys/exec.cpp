@@ -11,8 +11,6 @@
 
 namespace zarnic::sys {
 
-const std::string bad_execute_arguments = "Bad execute arguments";
-
 TExec::TExec(const TEArgs& args, std::uint64_t mode) : args_(args), mode_(mode) {}
 
 TExec::TExec(const Preparer& prepare) : mode_(def_mode), prepare_(prepare) {}

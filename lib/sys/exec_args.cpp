@@ -11,8 +11,9 @@ using Elements = std::vector<std::string>;
 
 constexpr std::size_t initial_room = 10;
 
-const std::string too_many = "The number of arguments has exceeded the defined limits";
-const std::string wrong_index = "Wrong index";
+// No objects with a constructor: a static object of another file may throw before it would run.
+constexpr char too_many[] = "The number of arguments has exceeded the defined limits";
+constexpr char wrong_index[] = "Wrong index";
 
 // Reserved before anything is inserted: the first additions to a list then do not move it.
 Elements* makeElements(const Elements& source, std::size_t room) {
@@ -23,12 +24,15 @@ Elements* makeElements(const Elements& source, std::size_t room) {
 }
 
 std::string overflowText(std::size_t count, std::size_t added) {
-    return too_many + " (arguments number = " + std::to_string(count) +
+    return std::string(too_many) + " (arguments number = " + std::to_string(count) +
            ", add. arguments number = " + std::to_string(added) +
            ", max = " + std::to_string(TEArgs::max_size) + ")";
 }
 
 }  // namespace
+
+// The first priority that the compiler does not keep for itself.
+[[gnu::init_priority(101)]] const TEArgs el;
 
 TEArgs::TEArgs() : elements_(makeElements({}, initial_room)) {}
 
@@ -102,7 +106,7 @@ TEArgs::TOverflow::TOverflow(const TEArgs& args, std::size_t added)
     : TEArgsError(overflowText(args.size(), added), args) {}
 
 TEArgs::TOutOfRange::TOutOfRange(const TEArgs& args, std::size_t index)
-    : TEArgsError(wrong_index + " (index = " + std::to_string(index) + ")", args),
+    : TEArgsError(std::string(wrong_index) + " (index = " + std::to_string(index) + ")", args),
       index_(index) {}
 
 }  // namespace zarnic::sys

@@ -19,8 +19,8 @@ namespace {
 constexpr std::size_t chunk_size = 1024;
 
 // A text of this source alone. The macro above changes Boost's templates. Were one of them made
-// for std::string here, a caller's own conversion to std::string would be a second definition of
-// it, and the linker would keep either.
+// for std::string here, a caller's own conversion to std::string would be a second definition
+// of it, and the linker would keep either.
 struct OwnTraits : std::char_traits<char> {};
 using NumberText = std::basic_string<char, OwnTraits>;
 

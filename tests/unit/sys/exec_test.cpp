@@ -34,7 +34,7 @@ TEST_F(Exec, TheNamespaceHoldsTheSameBitsForPipelines) {
 }
 
 TEST_F(Exec, TheMessageForUsersThatRefuseArgumentsHasItsText) {
-    EXPECT_EQ(bad_execute_arguments, "Bad execute arguments");
+    EXPECT_STREQ(bad_execute_arguments, "Bad execute arguments");
 }
 
 TEST_F(Exec, AResultIsTwoSigned32BitNumbers) {

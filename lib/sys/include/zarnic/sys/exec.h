@@ -14,7 +14,6 @@
 #include <sys/types.h>
 
 #include <cstdint>
-#include <string>
 
 #include "zarnic/sys/attachments.h"
 #include "zarnic/sys/exec_args.h"
@@ -29,7 +28,7 @@ inline constexpr std::uint64_t path_mode = 4;  // find the program through PATH
 inline constexpr std::uint64_t mode_mask = fork_mode | wait_mode | path_mode;
 
 // For users of the library that refuse an argument list themselves; no operation raises it.
-extern const std::string bad_execute_arguments;  // "Bad execute arguments"
+inline constexpr char bad_execute_arguments[] = "Bad execute arguments";
 
 // What a run reports.
 struct TExecResult {

@@ -64,9 +64,9 @@ class TEArgs {
 };
 
 // The empty list that argument vectors are started from. Never changed: adding to a copy of it
-// detaches the copy. Inline, so that it is made before every static object below this line, in
-// any file: an object of a file may be made before main with its help, and destroyed after it.
-inline const TEArgs el;
+// detaches the copy. Made before all static objects of the usual priority, in any file, and
+// destroyed after them: they may be made with its help.
+extern const TEArgs el;
 
 // Base of the errors about one list, of which it keeps a shared copy.
 class TEArgs::TEArgsError : public TSysErr {
