@@ -4,8 +4,6 @@
 
 #include <cerrno>
 
-#include "zarnic/error/error.h"
-
 namespace zarnic::sys {
 
 void TPipe::open() {

@@ -4,8 +4,6 @@
 
 #include <cerrno>
 
-#include "zarnic/error/system_error.h"
-
 namespace zarnic::sys {
 
 int waitOnce(pid_t pid) {

@@ -14,6 +14,8 @@
 #include <memory>
 #include <utility>
 
+#include "zarnic/error/language.h"
+
 namespace zarnic {
 
 // Shares ownership of one heap-held T. T may be a base class of the object. It then needs a

@@ -18,6 +18,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "zarnic/error/language.h"
+
 namespace zarnic {
 
 // A failed system call with the caller's message; what() adds the system's text.

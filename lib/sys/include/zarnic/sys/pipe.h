@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "zarnic/error/error.h"
+
 namespace zarnic::sys {
 
 // Two descriptors as pipe(2) gives them; both 0 until then. Never closed by their end: which

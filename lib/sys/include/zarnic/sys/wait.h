@@ -10,6 +10,8 @@
 
 #include <sys/types.h>
 
+#include "zarnic/error/system_error.h"
+
 namespace zarnic::sys {
 
 // True when the child was ended by a signal, with or without a core, or is only stopped (the

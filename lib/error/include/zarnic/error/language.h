@@ -1,0 +1,7 @@
+// The language of the headers, included by all of them but conf's, which take C++11.
+
+#pragma once
+
+#if __cplusplus < 202002L
+#error "zarnic needs C++20: -std=c++20, or in CMake target_compile_features(tool PRIVATE cxx_std_20)"
+#endif
