@@ -40,11 +40,11 @@ void parseTOParsing(benchmark::State& state) {
     for (auto _ : state) {
         TOParsing parser(commandLine, argumentCount);
         Values values;
-        static_cast<void>(parser.lopt("start-service", zarnic::opt::no_arg));
+        parser.lopt("start-service", zarnic::opt::no_arg);
         for (std::size_t i = 0; i < values.size(); ++i) {
             parser.lopt(valueNames[i], zarnic::opt::req_arg) >> values[i];
         }
-        static_cast<void>(parser.sopt('h'));
+        parser.sopt('h');
         parser.check();
         require(values);
     }

@@ -13,12 +13,11 @@ namespace {
 constexpr char wrong_index[] = "Wrong index";
 
 // Fixed ASCII ranges instead of <cctype>: a locale must not change what an option is.
-// Objects and not functions, which the algorithms below would call by their address.
-constexpr auto isNameStart = [](char c) {
+bool isNameStart(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
-};
+}
 
-constexpr auto isNamePart = [](char c) { return isNameStart(c) || c == '-'; };
+bool isNamePart(char c) { return isNameStart(c) || c == '-'; }
 
 // Splits "--name" or "--name=value"; false when the argument is not a long option. The two
 // parts point into the argument.

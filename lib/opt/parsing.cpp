@@ -64,8 +64,8 @@ TOParsing::TResult TOParsing::sopt(char letter) {
     return makeResult(entry, nullptr);
 }
 
-// The result's own state has no query that its end could check. Made first: what is refused for
-// lack of memory claims nothing.
+// The result gets a parser of its own, on which nothing was asked: its release finds nothing to
+// check. That parser is made first, so that a lack of memory leaves the option unclaimed.
 TOParsing::TResult TOParsing::optionalLong(const std::string& name, int kind) {
     const TOParsing own(options());
     const TOpts::LongEntry* const entry = options().findLong(name);
@@ -181,8 +181,8 @@ const TOpts& TOParsing::options() const noexcept { return state_->options; }
 
 // NOLINTNEXTLINE(bugprone-exception-escape): the check at release is what results are for
 TOParsing::TResult::~TResult() noexcept(false) {
-    // A second exception during unwinding would end the process. The front end's own results
-    // end so, for every command that fails.
+    // A second exception during unwinding would end the process. The front end keeps its
+    // results until dispatch ends, so the error of each failing command unwinds past them.
     if (std::uncaught_exceptions() > 0) {
         parser_.state_->pending = false;
         return;

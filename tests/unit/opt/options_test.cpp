@@ -102,20 +102,6 @@ TEST(Options, LettersAreComparedAsSigned) {
     }
 }
 
-TEST(Options, NamesAreComparedByteByByte) {
-    const TOpts::ByteOrder before;
-    Strings names = {"", "a", "ab"};
-    for (int byte = 0; byte < 256; ++byte) {
-        names.emplace_back(1, static_cast<char>(byte));
-        names.push_back("a" + names.back());
-    }
-    for (const std::string& left : names) {
-        for (const std::string& right : names) {
-            EXPECT_EQ(before(left, right), left < right) << left << " and " << right;
-        }
-    }
-}
-
 TEST(Options, AreFoundByTheirExactNameOnly) {
     const TOpts options = split({"--file=x", "-h"});
     for (const char* const name : {"File", "fil", "filex", "--file", "file=x", "", "h"}) {

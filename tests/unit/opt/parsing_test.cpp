@@ -22,6 +22,15 @@ using zarnic::opt::req_arg;
 using zarnic::opt::TOParsing;
 using TResult = TOParsing::TResult;
 
+template <class Target>
+concept Extractable = requires(const TResult& result, Target target) {
+    result >> target;
+};
+
+static_assert(std::is_convertible_v<TResult, bool>);
+static_assert(Extractable<std::string&> && !Extractable<const std::string&>);
+static_assert(!Extractable<int&> && !Extractable<int>);
+
 static_assert(no_arg == 0 && opt_arg == 1 && req_arg == 2);
 static_assert(std::is_same_v<decltype(no_arg), const int>);
 static_assert(std::is_same_v<decltype(opt_arg), const int>);
@@ -34,13 +43,12 @@ static_assert(std::is_same_v<decltype(TOParsing::badbit), const std::uint64_t>);
 static_assert(!std::is_copy_constructible_v<TResult> && !std::is_move_constructible_v<TResult>);
 static_assert(!std::is_copy_assignable_v<TResult> && !std::is_move_assignable_v<TResult>);
 static_assert(std::is_destructible_v<TResult> && !std::is_nothrow_destructible_v<TResult>);
-static_assert(!std::is_convertible_v<TResult, int>, "a result is no number");
 
 // Asks for `name`, forgives any outcome, and tells whether it was found.
 bool found(TOParsing& parser, const std::string& name, int kind) {
     const TResult result = parser.lopt(name, kind);
     parser.clear();
-    return static_cast<bool>(result);
+    return result;
 }
 
 TEST(Parsing, StartsGoodWithAllBitsOfTheMask) {

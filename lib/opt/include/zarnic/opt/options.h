@@ -15,6 +15,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -46,19 +47,9 @@ class TOpts {
         }
     };
 
-    // Order of the long options: byte by byte, an empty name first. Mostly the first bytes
-    // decide; looking at them here saves a call for each comparison.
-    struct ByteOrder {
-        bool operator()(const std::string& left, const std::string& right) const noexcept {
-            const auto first = static_cast<unsigned char>(left[0]);
-            const auto other = static_cast<unsigned char>(right[0]);
-            return first != other ? first < other : left < right;
-        }
-    };
-
-    // The options that were given, by letter and by name.
+    // The options that were given, by letter and by name, byte by byte.
     using ShortTable = std::map<char, ShortEntry, SignedOrder>;
-    using LongTable = std::map<std::string, LongEntry, ByteOrder>;
+    using LongTable = std::map<std::string, LongEntry, std::less<>>;
 
     class TOptsError;
     class TOutOfRange;

@@ -58,12 +58,12 @@ class TOParsing {
     TOParsing(const char* const* argv, int argc);
 
     // Asks for a long option whose value suits `kind`. One that is found counts as claimed. One
-    // that is missing (nobit) or whose value does not suit (badbit) does not. Throws
-    // std::bad_alloc only.
-    [[nodiscard]] TResult lopt(const std::string& name, int kind);
+    // that is missing (nobit) or whose value does not suit (badbit) does not. As a statement of
+    // its own it requires the option. Throws std::bad_alloc only.
+    TResult lopt(const std::string& name, int kind);
 
     // Asks for a short option. One that is found counts as claimed. Throws std::bad_alloc only.
-    [[nodiscard]] TResult sopt(char letter);
+    TResult sopt(char letter);
 
     // The same for optional options: nothing to clear(), since the result never throws, and an
     // option with an unsuitable value is ignored. It counts as claimed all the same. The state
@@ -104,6 +104,8 @@ class TOParsing {
             claimedShort.reserve(options.shortOptions().size());
             claimedLong.reserve(options.longOptions().size());
         }
+        State(const State&) = delete;
+        State& operator=(const State&) = delete;
 
         bool raises(std::uint64_t bit) const { return (bits & bit) != 0 && (mask & bit) != 0; }
 
@@ -113,10 +115,10 @@ class TOParsing {
         std::uint64_t mask = nobit | unknbit | badbit;
         bool missedLong = false;  // kind of the latest miss: long, else short
         char missingShort = 0;
-        std::string missingLong;
+        std::string missingLong{};
         const TOpts::LongEntry* bad = nullptr;  // the latest entry whose value did not suit
-        std::vector<const TOpts::ShortEntry*> claimedShort;
-        std::vector<const TOpts::LongEntry*> claimedLong;
+        std::vector<const TOpts::ShortEntry*> claimedShort{};
+        std::vector<const TOpts::LongEntry*> claimedLong{};
         bool examined = false;  // check() succeeded and no query came since
     };
 
@@ -142,11 +144,15 @@ class TOParsing::TResult {
     ~TResult() noexcept(false);  // NOLINT(bugprone-exception-escape): its purpose
 
     // True when the option was found and suits.
-    explicit operator bool() const noexcept { return found_; }
+    operator bool() const noexcept { return found_; }  // NOLINT(google-explicit-constructor)
 
     // Copies the option's value (of a short option: nothing, the empty text) into `target` when
     // found, and leaves `target` alone otherwise.
     const TResult& operator>>(std::string& target) const;
+
+    // Into a text only: as a bool, the answer would be shifted by a number.
+    template <class Target>
+    void operator>>(Target&&) const = delete;
 
   private:
     friend class TOParsing;
