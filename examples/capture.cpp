@@ -16,10 +16,10 @@ void judge(const TExec& program) {
     std::string text;
     int status = 0;
     readOutput(text, status, program);
-    if (endedBySignal(status)) {
-        std::printf("ended by a signal, printed: %s", text.c_str());
-    } else {
+    if (exitedNormally(status)) {
         std::printf("exit code %d, printed: %s", exitCode(status), text.c_str());
+    } else {
+        std::printf("ended by a signal, printed: %s", text.c_str());
     }
 }
 

@@ -83,7 +83,7 @@ TExecResult TExec::finishInParent(pid_t pid) {
         const int error = errno;
         throw TSysCallErr(error);
     }
-    return {pid, endedBySignal(status) ? -1 : exitCode(status)};
+    return {pid, exitedNormally(status) ? exitCode(status) : -1};
 }
 
 TExecResult TExec::becomeProgram() {

@@ -68,7 +68,7 @@ void readOutput(std::string& out, int& status, const TExecList& list) {
 void checkedOutput(std::string& out, const TExecList& list) {
     int status = 0;
     readOutput(out, status, list);
-    if (endedBySignal(status)) {
+    if (!exitedNormally(status)) {
         childFailed("status", status, out);
     }
     if (exitCode(status) != 0) {

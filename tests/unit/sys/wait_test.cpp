@@ -19,12 +19,12 @@ namespace {
 using test::isolated;
 
 static_assert(exitCode(0x0300) == 3, "usable in constants");
-static_assert(endedBySignal(SIGKILL));
+static_assert(!exitedNormally(SIGKILL));
 
-// A stop and a continuation, which the wait reports too, count as ends by a signal.
+// A stop, which the wait reports too, is no end.
 TEST(WaitStatus, EveryWordIsReadAsTheSystemReadsIt) {
     for (int word = 0; word < 65536; ++word) {
-        ASSERT_EQ(endedBySignal(word), !WIFEXITED(word)) << word;
+        ASSERT_EQ(exitedNormally(word), WIFEXITED(word)) << word;
         ASSERT_EQ(exitCode(word), WEXITSTATUS(word)) << word;
     }
 }

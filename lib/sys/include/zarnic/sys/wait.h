@@ -1,7 +1,9 @@
 // Waiting for a child, and taking its wait status apart.
 //
 //   const int status = waitChild(pid);
-//   if (endedBySignal(status)) { ... } else { use(exitCode(status)); }
+//   if (exitedNormally(status)) {
+//       std::printf("exit code %d", exitCode(status));
+//   }
 //
 // This is the only place of the library that knows the layout of a raw wait status. It is the
 // kernel's (wait(2)): signal in bits 0-6, core flag in bit 7, exit code in bits 8-15.
@@ -14,9 +16,9 @@
 
 namespace zarnic::sys {
 
-// True when the child was ended by a signal, with or without a core, or is only stopped (the
-// seven bits are then all set). Not WIFSIGNALED: that is false for a stopped child.
-constexpr bool endedBySignal(int status) { return (status & 0x7f) != 0; }
+// True when the child ended by exit or by a return from main. False when a signal ended it, with
+// or without a core, and when it is only stopped and lives: all seven bits are set then.
+constexpr bool exitedNormally(int status) { return (status & 0x7f) == 0; }
 
 // The exit code of a child that ended normally, 0 to 255.
 constexpr int exitCode(int status) { return (status >> 8) & 0xff; }
