@@ -79,8 +79,8 @@ int TStartKAVService::operator()() {
     }
     const int status = runAndReap(programArguments(kavDir, service, configFile, pidFile));
     // Deliberately not a failure: a service that is told to end by a signal did as it was told,
-    // and one that is only stopped lives. Removed once more, because a second start that overlaps
-    // may have written it since.
+    // and one that is only stopped lives. Removed once more, because a second start that
+    // overlaps may have written it since.
     if (!zarnic::sys::exitedNormally(status)) {
         ::unlink(errorsFile.c_str());
         return 0;

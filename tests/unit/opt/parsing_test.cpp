@@ -21,15 +21,13 @@ using zarnic::opt::opt_arg;
 using zarnic::opt::req_arg;
 using zarnic::opt::TOParsing;
 using TResult = TOParsing::TResult;
-
 template <class Target>
 concept Extractable = requires(const TResult& result, Target target) {
     result >> target;
 };
 
-static_assert(std::is_convertible_v<TResult, bool>);
-static_assert(Extractable<std::string&> && !Extractable<const std::string&>);
-static_assert(!Extractable<int&> && !Extractable<int>);
+static_assert(std::is_convertible_v<TResult, bool> && Extractable<std::string&>);
+static_assert(!Extractable<int&> && !Extractable<int> && !Extractable<const std::string&>);
 
 static_assert(no_arg == 0 && opt_arg == 1 && req_arg == 2);
 static_assert(std::is_same_v<decltype(no_arg), const int>);

@@ -9,9 +9,10 @@
 //       std::puts(error.message().c_str());
 //   }
 //
-// Errors are thrown by value and caught by reference. Option errors and argument-list errors
-// are declared with the class that raises them ("zarnic/opt/options.h", "zarnic/opt/parsing.h",
-// "zarnic/sys/exec_args.h").
+// Errors are thrown by value and caught by reference. Making or copying one throws
+// std::bad_alloc where there is no memory for its message. Option errors and argument-list
+// errors are declared with the class that raises them ("zarnic/opt/options.h",
+// "zarnic/opt/parsing.h", "zarnic/sys/exec_args.h").
 
 #pragma once
 
@@ -25,10 +26,10 @@ namespace zarnic {
 // Root of the family: a message that is complete when the error is made.
 class TError : public std::exception {
   public:
-    // Throws std::bad_alloc when the message cannot be copied.
+    // Copies the message.
     explicit TError(const std::string& message);
 
-    // Copies the message and shares the nested slot. Copying may throw std::bad_alloc.
+    // Copies the message and shares the nested slot.
     TError(const TError&) = default;
     TError& operator=(const TError&) = default;
     ~TError() override = default;
@@ -54,18 +55,16 @@ namespace sys {
 // Base of all process-library errors.
 class TSysErr : public TError {
   public:
-    // As TError. Throws std::bad_alloc.
+    // As TError.
     explicit TSysErr(const std::string& message);
 };
 
 // A failed system call: the message is the system's bare text for the error number.
 class TSysCallErr : public TSysErr {
   public:
-    // `errnoValue` is errno as the failing call left it. The caller copies it first thing after
-    // the call, since anything else may change it. Throws std::bad_alloc.
+    // errno as the failing call left it. The caller copies it first thing after the call, since
+    // anything else may change it.
     explicit TSysCallErr(int errnoValue);
-
-    // The error number given at construction.
     int error() const noexcept { return errno_; }
 
   private:

@@ -3,5 +3,5 @@
 #pragma once
 
 #if __cplusplus < 202002L
-#error "zarnic needs C++20: -std=c++20, or in CMake target_compile_features(tool PRIVATE cxx_std_20)"
+#error "zarnic needs C++20: -std=c++20, or set(CMAKE_CXX_STANDARD 20)"
 #endif

@@ -25,11 +25,9 @@ namespace zarnic {
 // A failed system call with the caller's message; what() adds the system's text.
 class SystemError : public std::runtime_error {
   public:
-    // `errnoValue` is errno as the failing call set it. Throws std::bad_alloc when the message
-    // cannot be copied.
+    // `errnoValue` is errno as the failing call set it. Making or copying an error throws
+    // std::bad_alloc where there is no memory for its message.
     SystemError(const std::string& message, int errnoValue);
-
-    // The error number given at construction.
     int error() const noexcept { return errno_; }
 
     // "message: text of errno", or the bare text when the message is empty. Composed on the
@@ -54,7 +52,7 @@ template <int N>
 requires SingledOutErrno<N>
 class ExSystemError : public SystemError {
   public:
-    // A SystemError of errno N. Throws std::bad_alloc.
+    // A SystemError of errno N.
     explicit ExSystemError(const std::string& message) : SystemError(message, N) {}
 };
 

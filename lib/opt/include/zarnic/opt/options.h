@@ -96,10 +96,8 @@ class TOpts {
 // Base of the errors about one command line, of which it keeps a handle.
 class TOpts::TOptsError : public TError {
   public:
-    // Shares `options`. Throws std::bad_alloc.
+    // The command line concerned, shared by this error.
     TOptsError(const std::string& message, const TOpts& options);
-
-    // The command line concerned; alive at least as long as this error.
     const TOpts& options() const noexcept { return options_; }
 
   private:
@@ -109,10 +107,8 @@ class TOpts::TOptsError : public TError {
 // An index that names no argument: "Wrong index (index = 5)".
 class TOpts::TOutOfRange : public TOptsError {
   public:
-    // Composes the message. Throws std::bad_alloc.
-    TOutOfRange(const TOpts& options, std::uint64_t index);
-
     // The offending index.
+    TOutOfRange(const TOpts& options, std::uint64_t index);
     std::uint64_t index() const noexcept { return index_; }
 
   private:

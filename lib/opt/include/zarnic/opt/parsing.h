@@ -170,20 +170,19 @@ class TOParsing::TResult {
     TOParsing parser_;
 };
 
-// Base of the parser's errors.
+// Base of the parser's errors. Making one composes its message, and throws std::bad_alloc. An
+// error about an entry shares the command line, so that the entry is valid as long as the
+// error.
 class TOParsing::TPError : public TError {
   public:
-    // As TError.
     using TError::TError;
 };
 
 // A required short option is missing: "Requires short option '-x'".
 class TOParsing::TNoSOpt : public TPError {
   public:
-    // Composes the message. Throws std::bad_alloc.
-    explicit TNoSOpt(char letter);
-
     // The letter that was asked for.
+    explicit TNoSOpt(char letter);
     char letter() const noexcept { return letter_; }
 
   private:
@@ -193,10 +192,8 @@ class TOParsing::TNoSOpt : public TPError {
 // A required long option is missing: "Requires long option '--file'".
 class TOParsing::TNoLOpt : public TPError {
   public:
-    // Composes the message. Throws std::bad_alloc.
-    explicit TNoLOpt(const std::string& name);
-
     // The name that was asked for.
+    explicit TNoLOpt(const std::string& name);
     const std::string& name() const noexcept { return name_; }
 
   private:
@@ -206,11 +203,8 @@ class TOParsing::TNoLOpt : public TPError {
 // A long option's value does not suit: "Incorrect long option '--file'".
 class TOParsing::TBadLOpt : public TPError {
   public:
-    // Composes the message and shares `options`, which `entry` belongs to. Throws
-    // std::bad_alloc.
+    // The entry concerned, which belongs to `options`.
     TBadLOpt(const TOpts& options, const TOpts::LongEntry& entry);
-
-    // The entry concerned. Valid as long as this error.
     const TOpts::LongEntry& entry() const noexcept { return entry_; }
 
   private:
@@ -221,11 +215,8 @@ class TOParsing::TBadLOpt : public TPError {
 // A short option that nobody claimed: "Unknown option '-x'".
 class TOParsing::TUnknSOpt : public TPError {
   public:
-    // Composes the message and shares `options`, which `entry` belongs to. Throws
-    // std::bad_alloc.
+    // The entry concerned, which belongs to `options`.
     TUnknSOpt(const TOpts& options, const TOpts::ShortEntry& entry);
-
-    // The entry concerned. Valid as long as this error.
     const TOpts::ShortEntry& entry() const noexcept { return entry_; }
 
   private:
@@ -236,11 +227,8 @@ class TOParsing::TUnknSOpt : public TPError {
 // A long option that nobody claimed: "Unknown option '--foo'".
 class TOParsing::TUnknLOpt : public TPError {
   public:
-    // Composes the message and shares `options`, which `entry` belongs to. Throws
-    // std::bad_alloc.
+    // The entry concerned, which belongs to `options`.
     TUnknLOpt(const TOpts& options, const TOpts::LongEntry& entry);
-
-    // The entry concerned. Valid as long as this error.
     const TOpts::LongEntry& entry() const noexcept { return entry_; }
 
   private:

@@ -71,10 +71,8 @@ extern const TEArgs el;
 // Base of the errors about one list, of which it keeps a shared copy.
 class TEArgs::TEArgsError : public TSysErr {
   public:
-    // Shares the elements of `args`. Throws std::bad_alloc.
-    TEArgsError(const std::string& message, const TEArgs& args);
-
     // The list concerned, as it was when the error was raised.
+    TEArgsError(const std::string& message, const TEArgs& args);
     const TEArgs& args() const noexcept { return args_; }
 
   private:
@@ -84,18 +82,15 @@ class TEArgs::TEArgsError : public TSysErr {
 // The list would become longer than max_size. The counts are in the message.
 class TEArgs::TOverflow : public TEArgsError {
   public:
-    // Composes the message from the list's size and `added`, the number of elements that were
-    // refused. Throws std::bad_alloc.
+    // `added` is the number of elements that were refused.
     TOverflow(const TEArgs& args, std::size_t added);
 };
 
 // An index that names no element: "Wrong index (index = 7)".
 class TEArgs::TOutOfRange : public TEArgsError {
   public:
-    // Composes the message. Throws std::bad_alloc.
-    TOutOfRange(const TEArgs& args, std::size_t index);
-
     // The offending index.
+    TOutOfRange(const TEArgs& args, std::size_t index);
     std::size_t index() const noexcept { return index_; }
 
   private:
