@@ -3,13 +3,50 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <memory>
+#include <vector>
 
-#include "lib/sys/after_fork.h"
 #include "zarnic/sys/preparers.h"
 #include "zarnic/sys/wait.h"
 
 namespace zarnic::sys {
+
+namespace {
+
+std::unique_ptr<char[]> copyArgument(const std::string& argument) {
+    std::unique_ptr<char[]> copy(new char[argument.size() + 1]);
+    std::copy_n(argument.c_str(), argument.size() + 1, copy.get());
+    return copy;
+}
+
+// Returns only on failure, with the error number that exec left in errno.
+int execProgram(const TEArgs& args, bool searchPath) {
+    // Copies, because exec takes writable characters. `copies` frees them when exec fails: the
+    // error goes up through the caller then, who may go on for long.
+    std::vector<std::unique_ptr<char[]>> copies;
+    std::vector<char*> argv;
+    copies.reserve(args.size());
+    argv.reserve(args.size() + 1);
+    for (const std::string& argument : args.elements()) {
+        copies.push_back(copyArgument(argument));
+        argv.push_back(copies.back().get());
+    }
+    argv.push_back(nullptr);
+    // An empty name is ENOENT for exec. A null pointer would be undefined.
+    const char* const file = copies.empty() ? "" : argv[0];
+    if (searchPath) {
+        ::execvp(file, argv.data());
+    } else {
+        ::execv(file, argv.data());
+    }
+    // Into a constant before the copies are freed, which may change errno.
+    const int error = errno;
+    return error;
+}
+
+}  // namespace
 
 TExec::TExec(const TEArgs& args, std::uint64_t mode) : args_(args), mode_(mode) {}
 

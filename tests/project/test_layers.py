@@ -134,8 +134,8 @@ def test_only_the_known_places_end_the_process():
     exits = [name(path) for path in sources(*PRODUCT)
              if re.search(r"\b_?[eE]xit\(|\babort\(|\bterminate\(",
                           without_comments(path.read_text()))]
-    assert exits == ["conf/diagnostics.cpp", "lib/sys/after_fork.cpp",
-                     "lib/sys/include/zarnic/sys/function_call.h",
+    assert exits == ["conf/diagnostics.cpp", "lib/sys/include/zarnic/sys/function_call.h",
+                     "lib/sys/preparers.cpp",
                      "manager/daemon.cpp"]
 
 

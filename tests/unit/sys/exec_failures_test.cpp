@@ -5,11 +5,40 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <new>
 
 #include "tests/unit/sys/runs.h"
 #include "zarnic/sys/exec.h"
+
+namespace {
+
+// What freeing an array leaves in errno: the allocator may make system calls.
+bool freeing_spoils_errno = false;
+
+}  // namespace
+
+// Of arrays only: these are the copies of the arguments.
+void* operator new[](std::size_t size) {
+    void* const memory = std::malloc(size == 0 ? 1 : size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+    if (freeing_spoils_errno) {
+        errno = ERANGE;
+    }
+}
+
+void operator delete[](void* memory, std::size_t /*size*/) noexcept {
+    operator delete[](memory);
+}
 
 namespace zarnic::sys {
 namespace {
@@ -193,6 +222,17 @@ TEST_F(ExecFailures, WaitIsOnceWithoutRetry) {
         EXPECT_GT(::wait(&status), 0);
         EXPECT_EQ(status, 3 << 8);
     });
+}
+
+// Without fork mode the error comes out in this very process.
+TEST_F(ExecFailures, TheErrorIsTakenBeforeTheArgumentsAreFreed) {
+    TExec missing = program({"/no/such/program", "argument"}, 0);
+    freeing_spoils_errno = true;
+    const int error = thrownErrno([&] { missing.run(); });
+    freeing_spoils_errno = false;
+    EXPECT_EQ(error, ENOENT);
+    EXPECT_EQ(errno, ERANGE) << "nothing was freed, so nothing was tested";
+    EXPECT_EQ(missing.args().elements(), (test::Words{"/no/such/program", "argument"}));
 }
 
 }  // namespace

@@ -159,7 +159,7 @@ TEST_P(PreparersFiles, AStreamThatWasClosedBeforeStaysClosed) {
     });
 }
 
-class AfterForkStreams : public test::RunTest {
+class PreparersStreams : public test::RunTest {
   protected:
     // What `probe report` tells when it runs with one preparer, printed to a file.
     std::string reportWith(TExec::TPrepare* prepare) {
@@ -172,7 +172,7 @@ class AfterForkStreams : public test::RunTest {
     TExec exec = probe({});
 };
 
-TEST_F(AfterForkStreams, AnyDescriptorCanGoToAFile) {
+TEST_F(PreparersStreams, AnyDescriptorCanGoToAFile) {
     const std::string report = reportWith(new TRedirectToFile(50, dir / "f", false));
     std::set<int> expected = own;
     expected.insert(50);
@@ -181,14 +181,14 @@ TEST_F(AfterForkStreams, AnyDescriptorCanGoToAFile) {
     EXPECT_EQ(target(report, 1), dir / "report");
 }
 
-TEST_F(AfterForkStreams, InputIsReadFromTheFileAndNothingElseIsOpen) {
+TEST_F(PreparersStreams, InputIsReadFromTheFileAndNothingElseIsOpen) {
     test::writeFile(dir / "in", "text");
     const std::string report = reportWith(new TFromFile(dir / "in"));
     EXPECT_EQ(test::inherited(report), own);
     EXPECT_EQ(target(report, 0), dir / "in");
 }
 
-TEST_F(AfterForkStreams, InputIsForReadingOnly) {
+TEST_F(PreparersStreams, InputIsForReadingOnly) {
     test::writeFile(dir / "in", "text");
     isolated([&] {
         TFromFile(dir / "in").inChild(exec);
@@ -197,7 +197,7 @@ TEST_F(AfterForkStreams, InputIsForReadingOnly) {
     EXPECT_EQ(readFile(dir / "in"), "text");
 }
 
-TEST_F(AfterForkStreams, AMissingInputFileLeavesInputClosedAndIsNotMade) {
+TEST_F(PreparersStreams, AMissingInputFileLeavesInputClosedAndIsNotMade) {
     isolated([&] {
         TFromFile(dir / "in").inChild(exec);
         EXPECT_FALSE(isOpen(STDIN_FILENO));
@@ -206,24 +206,24 @@ TEST_F(AfterForkStreams, AMissingInputFileLeavesInputClosedAndIsNotMade) {
     EXPECT_EQ(runOnce(probe({"exit", "5"}).fromFile(dir / "in")).code, 5);
 }
 
-TEST_F(AfterForkStreams, ACopiedDescriptorLeavesItsSourceOpen) {
+TEST_F(PreparersStreams, ACopiedDescriptorLeavesItsSourceOpen) {
     const std::string report = reportWith(new TRedirect(2, 1));
     EXPECT_EQ(test::inherited(report), own);
     EXPECT_EQ(target(report, 1), dir / "report");
     EXPECT_EQ(target(report, 2), dir / "report");
 }
 
-TEST_F(AfterForkStreams, ACopiedDescriptorSharesItsPositionWithItsSource) {
+TEST_F(PreparersStreams, ACopiedDescriptorSharesItsPositionWithItsSource) {
     runOnce(probe({"both", "out", "err"}).toFile(dir / "f").redirect(2, 1));
     EXPECT_EQ(readFile(dir / "f"), "out\nerr\n");
 }
 
-TEST_F(AfterForkStreams, TheTargetMayBeANewDescriptor) {
+TEST_F(PreparersStreams, TheTargetMayBeANewDescriptor) {
     const std::string report = reportWith(new TRedirect(51, 1));
     EXPECT_EQ(target(report, 51), dir / "report");
 }
 
-TEST_F(AfterForkStreams, AnInputThatWasClosedBeforeStaysClosed) {
+TEST_F(PreparersStreams, AnInputThatWasClosedBeforeStaysClosed) {
     isolated([&] {
         ::close(STDIN_FILENO);
         TFromFile("/dev/null").inChild(exec);
@@ -231,14 +231,14 @@ TEST_F(AfterForkStreams, AnInputThatWasClosedBeforeStaysClosed) {
     });
 }
 
-TEST_F(AfterForkStreams, Dup2IsUnchecked) {
+TEST_F(PreparersStreams, Dup2IsUnchecked) {
     const std::string report = reportWith(new TRedirect(2, 999));
     std::set<int> expected = own;
     expected.erase(2);
     EXPECT_EQ(test::inherited(report), expected);
 }
 
-TEST_F(AfterForkStreams, ADescriptorCopiedToItselfIsClosed) {
+TEST_F(PreparersStreams, ADescriptorCopiedToItselfIsClosed) {
     const std::string report = reportWith(new TRedirect(2, 2));
     EXPECT_EQ(target(report, 2), "");
 }

@@ -1,5 +1,5 @@
-// The hooks that the preparers have in the calling process. What they do in the child is tested
-// with after_fork.
+// The hooks that the preparers have in the calling process. For the child see preparers_files
+// and preparers_text.
 
 #include "zarnic/sys/preparers.h"
 

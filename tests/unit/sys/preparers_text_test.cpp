@@ -1,4 +1,4 @@
-#include "lib/sys/after_fork.h"
+// A text as the standard input, and the writer process that feeds it.
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -10,38 +10,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
-#include <new>
 
-#include "tests/support/escaped.h"
 #include "tests/unit/sys/runs.h"
 #include "zarnic/sys/preparers.h"
-
-namespace {
-
-// What freeing an array leaves in errno: the allocator may make system calls.
-bool freeing_spoils_errno = false;
-
-}  // namespace
-
-// Of arrays only: these are the argument copies under test.
-void* operator new[](std::size_t size) {
-    void* const memory = std::malloc(size == 0 ? 1 : size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-    if (freeing_spoils_errno) {
-        errno = ERANGE;
-    }
-}
-
-void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-    operator delete[](memory);
-}
 
 namespace zarnic::sys {
 namespace {
@@ -52,42 +23,10 @@ using test::program;
 using test::readFile;
 using test::runOnce;
 
-class AfterFork : public test::RunTest {
-  protected:
-    static TEArgs listOf(const test::Words& words) { return test::program(words).args(); }
-};
-
-TEST_F(AfterFork, ItBecomesTheProgram) {
-    const test::Captured captured = test::inChild([] {
-        std::cout << "own " << ::getpid() << std::endl;
-        execProgram(listOf({PROBE_PATH, "report"}), false);
-    });
-    EXPECT_TRUE(captured.exited(0));
-    EXPECT_EQ(test::reported(captured.out, "pid"), test::reported(captured.out, "own"));
-    EXPECT_EQ(test::reported(captured.out, "argv"),
-              (test::Words{test::escaped(PROBE_PATH), "report"}));
-}
-
-TEST_F(AfterFork, TheErrorIsTakenBeforeTheArgumentsAreFreed) {
-    freeing_spoils_errno = true;
-    const int error = execProgram(listOf({"/no/such/program", "argument"}), false);
-    freeing_spoils_errno = false;
-    EXPECT_EQ(error, ENOENT);
-    EXPECT_EQ(errno, ERANGE) << "nothing was freed, so nothing was tested";
-}
-
-TEST_F(AfterFork, TheListIsUnchangedAfterAFailure) {
-    const TEArgs args = listOf({"/no/such/program", "a", ""});
-    execProgram(args, false);
-    EXPECT_EQ(args.elements(), (test::Words{"/no/such/program", "a", ""}));
-}
-
-// --- a text as the standard input, and the writer process that feeds it ---
-
 // More than a pipe holds.
 const std::string long_text(300000, 'x');
 
-class AfterForkText : public test::RunTest {
+class PreparersText : public test::RunTest {
   protected:
     // What cat makes of a text.
     std::string throughCat(const std::string& text) {
@@ -111,9 +50,9 @@ int writersStatus(const TExec& exec, int expectedCode) {
     return status;
 }
 
-TEST_F(AfterForkText, NothingIsAddedToTheText) { EXPECT_EQ(throughCat("3"), "3"); }
+TEST_F(PreparersText, NothingIsAddedToTheText) { EXPECT_EQ(throughCat("3"), "3"); }
 
-TEST_F(AfterForkText, EveryByteArrives) {
+TEST_F(PreparersText, EveryByteArrives) {
     std::string bytes;
     for (int round = 0; round < 10; ++round) {
         for (int byte = 0; byte < 256; ++byte) {
@@ -123,18 +62,18 @@ TEST_F(AfterForkText, EveryByteArrives) {
     EXPECT_EQ(throughCat(bytes), bytes);
 }
 
-TEST_F(AfterForkText, AnEmptyTextIsAnImmediateEndOfFile) {
+TEST_F(PreparersText, AnEmptyTextIsAnImmediateEndOfFile) {
     isolated([&] {
         EXPECT_EQ(runOnce(probe({"count"}).fromText("").toFile(dir / "count")).code, 0);
         EXPECT_EQ(readFile(dir / "count"), "0");
     });
 }
 
-TEST_F(AfterForkText, MoreThanAPipeHoldsArrivesWhole) {
+TEST_F(PreparersText, MoreThanAPipeHoldsArrivesWhole) {
     isolated([&] { EXPECT_EQ(throughCat(long_text), long_text); });
 }
 
-TEST_F(AfterForkText, TheProgramHasOnlyTheReadEndAsItsInput) {
+TEST_F(PreparersText, TheProgramHasOnlyTheReadEndAsItsInput) {
     const auto own = test::descriptors();
     runOnce(probe({"report"}).fromText("text").toFile(dir / "report"));
     const std::string report = readFile(dir / "report");
@@ -142,13 +81,13 @@ TEST_F(AfterForkText, TheProgramHasOnlyTheReadEndAsItsInput) {
     EXPECT_TRUE(test::target(report, 0).starts_with("pipe:"));
 }
 
-TEST_F(AfterForkText, TheParentHasNoDescriptorOfIt) {
+TEST_F(PreparersText, TheParentHasNoDescriptorOfIt) {
     const auto own = test::descriptors();
     throughCat("text");
     EXPECT_EQ(test::descriptors(), own);
 }
 
-TEST_F(AfterForkText, TheProgramAndNotTheWriterIsTheCallersChild) {
+TEST_F(PreparersText, TheProgramAndNotTheWriterIsTheCallersChild) {
     isolated([&] {
         ::prctl(PR_SET_CHILD_SUBREAPER, 1);
         const TExecResult result =
@@ -159,17 +98,17 @@ TEST_F(AfterForkText, TheProgramAndNotTheWriterIsTheCallersChild) {
     });
 }
 
-TEST_F(AfterForkText, TheWriterIsNotWaitedForAndEndsWithZero) {
+TEST_F(PreparersText, TheWriterIsNotWaitedForAndEndsWithZero) {
     isolated([&] {
         EXPECT_EQ(writersStatus(program({"cat"}).fromText("text").toFile("/dev/null"), 0), 0);
     });
 }
 
-TEST_F(AfterForkText, TheWriterEndsWithZeroWhenNobodyReads) {
+TEST_F(PreparersText, TheWriterEndsWithZeroWhenNobodyReads) {
     isolated([] { EXPECT_EQ(writersStatus(probe({"exit", "5"}).fromText(long_text), 5), 0); });
 }
 
-TEST_F(AfterForkText, TheWriterEndsWithZeroWhenTheProgramCannotStart) {
+TEST_F(PreparersText, TheWriterEndsWithZeroWhenTheProgramCannotStart) {
     isolated([] {
         const TExec failing = program({"/no/such/program"}).fromText(long_text);
         EXPECT_EQ(writersStatus(failing, ENOENT), 0);
@@ -177,7 +116,7 @@ TEST_F(AfterForkText, TheWriterEndsWithZeroWhenTheProgramCannotStart) {
 }
 
 // The writer is a copy of the program and ends as the program does.
-TEST_F(AfterForkText, TheWriterRunsTheExitHandlers) {
+TEST_F(PreparersText, TheWriterRunsTheExitHandlers) {
     isolated([&] {
         static std::string path;
         path = dir / "handled";
@@ -187,7 +126,7 @@ TEST_F(AfterForkText, TheWriterRunsTheExitHandlers) {
     });
 }
 
-TEST_F(AfterForkText, WhatTheCallerHasNotWrittenYetComesFirst) {
+TEST_F(PreparersText, WhatTheCallerHasNotWrittenYetComesFirst) {
     isolated([&] {
         std::printf("pending ");
         EXPECT_EQ(throughCat("text"), "pending text");
@@ -196,7 +135,7 @@ TEST_F(AfterForkText, WhatTheCallerHasNotWrittenYetComesFirst) {
 
 // The caller's stream is the caller's: it neither pads the text, nor throws up the writer's
 // stack, which would be a second copy of the caller.
-TEST_F(AfterForkText, WhatTheCallerDidToItsStreamDoesNotReachTheWriter) {
+TEST_F(PreparersText, WhatTheCallerDidToItsStreamDoesNotReachTheWriter) {
     isolated([&] {
         std::cout.width(40);
         std::cout.fill('*');
@@ -208,7 +147,7 @@ TEST_F(AfterForkText, WhatTheCallerDidToItsStreamDoesNotReachTheWriter) {
 }
 
 // Only the writer ignores it: the program must die of its own broken pipes.
-TEST_F(AfterForkText, TheProgramDoesNotIgnoreBrokenPipes) {
+TEST_F(PreparersText, TheProgramDoesNotIgnoreBrokenPipes) {
     isolated([&] {
         ::signal(SIGPIPE, SIG_DFL);
         runOnce(probe({"report"}).fromText("text").toFile(dir / "report"));
@@ -217,12 +156,12 @@ TEST_F(AfterForkText, TheProgramDoesNotIgnoreBrokenPipes) {
     });
 }
 
-TEST_F(AfterForkText, TwoTextsLeaveTheLaterOne) {
+TEST_F(PreparersText, TwoTextsLeaveTheLaterOne) {
     runOnce(program({"cat"}).fromText("first").fromText("second").toFile(dir / "out"));
     EXPECT_EQ(readFile(dir / "out"), "second");
 }
 
-TEST_F(AfterForkText, AFailingPipeIsThrownInTheChild) {
+TEST_F(PreparersText, AFailingPipeIsThrownInTheChild) {
     TExec exec = test::inChildDo([] {
         TExec unused = probe({});
         TReadFromStr text("text");
@@ -232,7 +171,7 @@ TEST_F(AfterForkText, AFailingPipeIsThrownInTheChild) {
 }
 
 // The limit falls in the child, after its own fork.
-TEST_F(AfterForkText, AFailingForkIsThrownInTheChild) {
+TEST_F(PreparersText, AFailingForkIsThrownInTheChild) {
     isolated([] {
         TExec exec = test::inChildDo([] {
             const test::NoNewProcesses limit;
