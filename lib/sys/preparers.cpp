@@ -51,8 +51,9 @@ void replaceByWriteEnd(int target, const TPipe& pipe) {
     replaceByEnd(target, pipe.writeEnd, pipe.readEnd);
 }
 
-// This process is a copy of the caller and ends as the caller does, by exit. Nothing else may
-// leave this function: a second copy of the caller would go on running.
+// This process is a copy of the caller and ends as the caller does, by exit: exit handlers run,
+// and stdio gives back what it has read ahead of an input (preparers.h). Nothing else may leave
+// this function: a second copy of the caller would go on running.
 [[noreturn]] void writeAndExit(const TPipe& pipe, const std::string& text) noexcept {
     // A reader that could not be started leaves a pipe that nobody reads. This process is to
     // end with status 0 all the same, not by a signal.

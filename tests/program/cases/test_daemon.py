@@ -154,8 +154,8 @@ def test_a_program_that_is_not_executable(host, more, answer, errors):
     assert (255 in result.orphans.values()) == (more == [])
 
 
-def test_a_program_without_an_interpreter_line_still_runs(host):
-    (host.kav / "bin/other").write_text("echo $0 >&2\nexit 5\n")
+def test_a_program_without_an_interpreter_line_is_run_by_a_shell(host):
+    (host.kav / "bin/other").write_text("[ /proc/$$/exe -ef /bin/sh ] && echo $0 >&2\nexit 5\n")
     result = start(host, "--no-daemon=1")
     assert (result.status, result.out) == (1, b"Service failed\n")
     assert result.err.decode() == f"{host.kav}/bin/other\n"

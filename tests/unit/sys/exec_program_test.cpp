@@ -100,8 +100,9 @@ TEST_F(ExecProgram, PathIsReadWhenTheProgramRuns) {
     });
 }
 
-TEST_F(ExecProgram, AFileWithoutInterpreterLineRunsThroughPathSearch) {
-    EXPECT_EQ(runOnce(program({executable("plain", "exit 8\n")})).code, 8);
+TEST_F(ExecProgram, AFileWithoutInterpreterLineIsRunByAShellThroughPathSearch) {
+    const std::string text = "[ /proc/$$/exe -ef /bin/sh ] && exit 8\n";
+    EXPECT_EQ(runOnce(program({executable("plain", text)})).code, 8);
 }
 
 TEST_F(ExecProgram, AFileWithoutInterpreterLineDoesNotRunWithoutPathSearch) {

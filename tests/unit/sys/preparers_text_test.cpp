@@ -9,10 +9,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <iostream>
 
 #include "tests/unit/sys/runs.h"
-#include "zarnic/sys/preparers.h"
+#include "zarnic/sys/function_call.h"
 
 namespace zarnic::sys {
 namespace {
@@ -131,6 +132,37 @@ TEST_F(PreparersText, WhatTheCallerHasNotWrittenYetComesFirst) {
         std::printf("pending ");
         EXPECT_EQ(throughCat("text"), "pending text");
     });
+}
+
+// Reads a line of a file of three, runs, and tells what is read after that.
+std::string restAfter(const std::string& path, bool flushed, const std::function<void()>& run) {
+    test::writeFile(path, "1\n2\n3\n");
+    std::string rest;
+    isolated([&] {
+        char line[8];
+        ASSERT_NE(std::freopen(path.c_str(), "r", stdin), nullptr);
+        ASSERT_STREQ(std::fgets(line, sizeof line, stdin), "1\n");
+        if (flushed) {
+            ASSERT_EQ(std::fflush(stdin), 0);
+        }
+        run();
+        while (std::fgets(line, sizeof line, stdin) != nullptr) {
+            rest += line;
+        }
+        test::writeFile(path, rest);
+    });
+    return readFile(path);
+}
+
+// exit sets the position of an input back to what the copy of the caller has read of its
+// buffer.
+TEST_F(PreparersText, AnInputThatTheCallerReadsByStdioIsReadTwiceUnlessFlushed) {
+    const auto text = [] { writersStatus(probe({"exit", "0"}).fromText("text"), 0); };
+    const auto call = [] { test::reap(functionCall([] { return 0; }).run().pid); };
+    for (const std::function<void()>& run : {std::function<void()>(text), {call}}) {
+        EXPECT_EQ(restAfter(dir / "input", false, run), "2\n3\n2\n3\n");
+        EXPECT_EQ(restAfter(dir / "input", true, run), "2\n3\n");
+    }
 }
 
 // The caller's stream is the caller's: it neither pads the text, nor throws up the writer's

@@ -53,7 +53,8 @@ class TAttachments {
         return attach(new TFromFile(path));
     }
 
-    // Standard input from a text, byte for byte. Flush stdout before the run (preparers.h).
+    // Standard input from a text, byte for byte. Flush stdout and stdin before the run
+    // (preparers.h).
     [[nodiscard]] Runner fromText(const std::string& text) const {
         return attach(new TReadFromStr(text));
     }

@@ -5,9 +5,13 @@
 //   attach      TExec attached = cat.fromText("3").toFile("/tmp/errors");   (attachments.h)
 //   run         TExecResult result = attached.run();
 //
-// In the child, whatever goes wrong before the program has started is thrown up the child's own
-// copy of the caller's stack: a caller that forks must let the child end there. The runner
-// itself never ends a process. Single-threaded: nothing here is locked.
+// The child is a copy of the caller, made by fork: preparers run in it, and whatever goes wrong
+// before the program has started is thrown up its own copy of the caller's stack. A caller that
+// forks must let the child end there. The runner itself never ends a process.
+//
+// To copy the caller takes longer the more memory it uses. Start what is to be started before
+// much memory is filled, or from a small helper process. Single-threaded: nothing here is
+// locked.
 
 #pragma once
 
@@ -24,7 +28,7 @@ namespace zarnic::sys {
 // The mode bits under their namespace names, for whole pipelines.
 inline constexpr std::uint64_t fork_mode = 1;  // run the program in a forked child
 inline constexpr std::uint64_t wait_mode = 2;  // wait for the child and report its exit code
-inline constexpr std::uint64_t path_mode = 4;  // find the program through PATH
+inline constexpr std::uint64_t path_mode = 4;  // find the program through PATH (execvp)
 inline constexpr std::uint64_t mode_mask = fork_mode | wait_mode | path_mode;
 
 // For users of the library that refuse an argument list themselves; no operation raises it.
@@ -85,7 +89,8 @@ class TExec : public TAttachments<TExec> {
 
     // Forks, runs and waits as the mode says; without fork_mode the current process becomes
     // the program, in a pipeline or a capture too. An argument ends at its first NUL byte.
-    // waitpid is called once, without a retry on EINTR.
+    // waitpid is called once, without a retry on EINTR. With path_mode the C library hands a
+    // file that the kernel does not know, a text without "#!", to /bin/sh (execvp(3)).
     //
     // Throws TSysCallErr when fork or waitpid fails; after the latter the child goes on and
     // is not reaped. In the child, or without fork_mode in this process itself, throws

@@ -1,8 +1,11 @@
 // A pipeline: programs whose standard output and input are chained by pipes.
 //
+// The default mode is for programs that print little: each one has ended before the next one
+// starts. Without the wait bit they run side by side, for any amount of data:
+//
 //   TExecList pipeline = TExec(list) | TExec(sort) | TExec(count);
-//   TExecResult last = runList(pipeline);                  // may be run again
-//   TExecResult other = runList(TExec(list) | TExec(count));
+//   TExecResult last = runList(pipeline.withModeToggled(wait_mode));
+//   int status = waitChild(last.pid);                       // wait.h
 //
 // To read what the last program prints, see output.h.
 
@@ -17,7 +20,9 @@
 namespace zarnic::sys {
 
 // The programs in order, the first one being the start of the pipeline. Copies share the
-// arguments and preparers of their programs.
+// arguments and preparers of their programs. Run `list.withModeToggled(wait_mode)`: in the
+// default mode a program that prints more than a pipe holds waits for ever for the next one to
+// read.
 class TExecList : public TAttachments<TExecList> {
   public:
     // A pipeline of no program, or of one; a single runner converts by itself.
@@ -50,8 +55,7 @@ TExecList operator|(const TExecList& left, const TExec& right);
 
 // Runs each program in list order and returns the last one's result; {0, 0} for an empty list.
 // Each is run by TExec::run, so a program in wait mode is waited for before the next one
-// starts. Such a program must not write more than a pipe holds (64 KiB on Linux, pipe(7)): it
-// would wait for its reader for ever.
+// starts. Such a program must not write more than a pipe holds (64 KiB on Linux, pipe(7)).
 //
 // Throws what TExec::run throws. Programs that run already then go on, and a pipe whose reader
 // could not be forked stays open.

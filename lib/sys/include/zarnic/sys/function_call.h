@@ -29,7 +29,8 @@ class TFnCall : public TExec::TPrepare {
     //
     // Deliberately exit and not _exit: the function may have used standard output, and the
     // program's exit handlers are part of its end. Flush stdout before the run: what its buffer
-    // holds at the fork is written by the child too.
+    // holds at the fork is written by the child too. Call fflush(stdin) as well when the caller
+    // reads its input by stdio: exit in the child moves the position of a file (preparers.h).
     void beforeExec(TExec& /*exec*/) override { std::exit(call()); }
 
   private:

@@ -57,8 +57,11 @@ class TReadOut : public TPrepare {
 };
 
 // Feeds a text to the child's standard input, through a writer process that the child forks and
-// that nobody waits for. The writer is a copy of the caller and writes by stdio: flush stdout
-// before the run, or what its buffer holds goes into the text first.
+// that nobody waits for. The writer is a copy of the caller, writes by stdio and ends by exit:
+// - Flush stdout before the run, or what its buffer holds goes into the text first.
+// - Call fflush(stdin) before the run when the caller reads its input by stdio. exit sets a
+// file's
+//   position back to what the copy has read of its buffer, and the caller reads the rest twice.
 class TReadFromStr : public TPrepare {
   public:
     // Copies the text. Throws std::bad_alloc.
