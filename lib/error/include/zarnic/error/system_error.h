@@ -2,11 +2,11 @@
 // errno value by type.
 //
 //   try {
-//       ...
+//       zarnic::throw_system_error("open() failed", errno);
 //   } catch (const zarnic::ExSystemError<EINTR>&) {
-//       ...   // interrupted: try again
+//       again = true;                  // interrupted
 //   } catch (const zarnic::SystemError& error) {
-//       ...   // any other errno: error.error()
+//       std::puts(error.what());       // any other errno: error.error()
 //   }
 //
 // Deliberately not a zarnic::TError: a handler for library errors does not catch these. The

@@ -1,7 +1,9 @@
 // The command line after one pass of splitting: what was given, not what is allowed.
 //
 //   TOpts options(argv, argc);
-//   if (const TOpts::LongEntry* file = options.findLong("file")) { use(file->value); }
+//   if (const TOpts::LongEntry* file = options.findLong("file")) {
+//       std::puts(file->value.c_str());
+//   }
 //
 // Syntax, deliberately narrow:
 //   --name        a long option without a value (and so is --name=)

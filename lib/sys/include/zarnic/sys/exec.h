@@ -1,9 +1,10 @@
 // Runs one child program without a shell. The life of a run:
 //
-//   arguments   TEArgs args(el);  args << "cat";
-//   wrap        TExec cat(args);
-//   attach      TExec attached = cat.fromText("3").toFile("/tmp/errors");   (attachments.h)
-//   run         TExecResult result = attached.run();
+//   TEArgs args(el);                                            // arguments (exec_args.h)
+//   args << "cat";
+//   TExec cat(args);                                            // wrap
+//   TExec attached = cat.fromText("3").toFile("/tmp/errors");   // attach (attachments.h)
+//   TExecResult result = attached.run();                        // run
 //
 // The child is a copy of the caller, made by fork: preparers run in it, and whatever goes wrong
 // before the program has started is thrown up its own copy of the caller's stack. A caller that
