@@ -141,7 +141,7 @@ def write_table(text):
 
 
 def arguments():
-    options = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    options = argparse.ArgumentParser("faults", description=__doc__.splitlines()[0])
     what = options.add_mutually_exclusive_group()
     what.add_argument("--quick", action="store_true", help="a selection of it")
     what.add_argument("--scenario", choices=[one.name for one in SCENARIOS], metavar="NAME",
@@ -149,7 +149,10 @@ def arguments():
     what.add_argument("--docs", action="store_true",
                       help="write the summary into docs/reliability.md, if nothing is wrong")
     options.add_argument("--workers", type=int, default=2)
-    return options.parse_args()
+    chosen = options.parse_args()
+    if chosen.workers < 1:
+        options.error("no workers")
+    return chosen
 
 
 def main():
