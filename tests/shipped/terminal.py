@@ -37,7 +37,6 @@ bindkey -e; bindkey '^X^T' complete_word; bindkey '^X^A' complete_all
 LOADED = f"{BASH_KEYS}. {shlex.quote(str(COMPLETIONS / 'avmanager.bash'))}\n"
 SHELLS = {
     "bash": (BASH, LOADED),
-    "bash, words not cut at =": (BASH, f"{LOADED}COMP_WORDBREAKS=${{COMP_WORDBREAKS//=}}"),
     "bash, other settings": (BASH, f"{LOADED}set -fu; shopt -s failglob nullglob dotglob"),
     "bash-completion": (BASH, f"{BASH_KEYS}. {SYSTEM_COMPLETIONS}"),
     "zsh": (ZSH, ZSH_KEYS),
