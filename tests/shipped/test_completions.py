@@ -153,6 +153,6 @@ def test_nothing_of_the_line_is_run(terminal, line):
 @pytest.mark.parametrize("terminal", ["bash"], indirect=True)
 def test_there_is_no_value_where_words_are_not_cut_in_front_of_it(terminal):
     line = "avmanager --start-service --no-daemon="
-    terminal.process.sendline("\x05\x15before=$COMP_WORDBREAKS COMP_WORDBREAKS=${COMP_WORDBREAKS//=}")
+    terminal.process.sendline("\x05\x15before=$COMP_WORDBREAKS; COMP_WORDBREAKS=${before//=}")
     assert terminal.completed(line) == line
     terminal.process.sendline("\x05\x15COMP_WORDBREAKS=$before")

@@ -1,5 +1,5 @@
 """The tour and its picture leave no process and no file, whenever they are interrupted, and tours
-may run at once: with a /tmp of their own, and in the machine's where a /tmp of its own is refused."""
+may run at once: with a /tmp of their own, and in the machine's where that is refused."""
 
 import os
 import signal
