@@ -27,11 +27,12 @@ def number(microseconds):
     return f"{microseconds:,.2f}" if microseconds < 100 else f"{microseconds:,.0f}"
 
 
-def verdict(limit, value, below=False):
+def verdict(limit, value, below=False, limited_by=""):
     if limit is None:
         return "", ""
     met = value < limit if below else value <= limit
-    return f"{'<' if below else '<='} {limit:g}", "met" if met else "NOT met"
+    missed = f"NOT met: {limited_by}" if limited_by else "NOT met"
+    return f"{'<' if below else '<='} {limit:g}", "met" if met else missed
 
 
 def rows(results, comparisons):
@@ -39,7 +40,8 @@ def rows(results, comparisons):
         ratio = results.ratio(each)
         yield (each.work, name(each.ours), number(results.time(each.ours)), name(each.peer),
                number(results.time(each.peer)), f"{ratio:.3f}",
-               f"{results.ratio(each, 'best'):.3f}", *verdict(each.limit, ratio))
+               f"{results.ratio(each, 'best'):.3f}",
+               *verdict(each.limit, ratio, limited_by=each.limited_by))
 
 
 def absolute_rows(results):

@@ -36,21 +36,27 @@ def installed(program):
 def commands(tree):
     """The command lines by label. `running` is the pid file of a process that runs."""
     kav, running, absent = tree / "kav", tree / "running.pid", tree / "absent.pid"
-    ours, empty, floor = map(installed, ("avmanager", "bench/peer_empty", "bench/peer_floor"))
+    ours = installed("avmanager")
+    empty, hard_empty = map(installed, ("bench/peer_empty", "bench/peer_hardened_empty"))
+    floor, hard_floor = map(installed, ("bench/peer_floor", "bench/peer_hardened_floor"))
     service = [f"--kav-dir={kav}", "--service=other"]
     return {
         "empty": [empty],
         "empty again": [empty],
+        "hardened empty": [hard_empty],
         "help": [ours, "--help"],
         "check-install": [ours, "--check-install", f"--kav-dir={kav}"],
         "floor check-install": [floor, "installed", kav / "bin/aveserver"],
+        "hardened floor check-install": [hard_floor, "installed", kav / "bin/aveserver"],
         "sh check-install": ["sh", "-c", SHELL["check-install"], kav],
         "start-stop-daemon --status": ["start-stop-daemon", "--status", "--pidfile", running],
         "service-started": [ours, "--service-started", *service, f"--service-pidfile={running}"],
         "floor service-started": [floor, "status", running],
+        "hardened floor service-started": [hard_floor, "status", running],
         "sh service-started": ["sh", "-c", SHELL["service-started"], kav, running],
         "start-service": [ours, "--start-service", *service, f"--service-pidfile={absent}"],
         "floor start-service": [floor, "start", absent, kav / "bin/other"],
+        "hardened floor start-service": [hard_floor, "start", absent, kav / "bin/other"],
         "sh start-service": ["sh", "-c", SHELL["start-service"], kav, running, absent],
     }
 
@@ -96,8 +102,9 @@ def main():
         measure(lines)
         broken = {label: {"calls": system_calls(lines[label]),
                           "instructions": instructions(lines[label])}
-                  for label in ("empty", "floor check-install", "help", "check-install",
-                                "floor service-started", "service-started")}
+                  for label in ("empty", "hardened empty", "hardened floor check-install", "help",
+                                "check-install", "hardened floor service-started",
+                                "service-started")}
         (OUT / "breakdown.json").write_text(json.dumps(broken, indent=1) + "\n")
 
 
