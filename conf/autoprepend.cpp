@@ -1,8 +1,8 @@
 #include "zarnic/conf/autoprepend.h"
 
-#include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "conf/assertion.h"
 #include "zarnic/conf/diagnostics.h"
@@ -87,13 +87,13 @@ constexpr const char* theZrcConfDefauls[] = {
     "_MAX_POSSIBLE_ZRC_CONF_VAR_VALUE",
 };
 
-constexpr int slots = 33;
-constexpr int last_variable = slots - 2;
+constexpr int last_variable = static_cast<int>(std::size(theZrcConfArray)) - 2;
 
-static_assert(sizeof theZrcConfArray == slots * sizeof(char*));
-static_assert(sizeof theZrcConfDefauls == sizeof theZrcConfArray);
+static_assert(std::size(theZrcConfDefauls) == std::size(theZrcConfArray));
+static_assert(ZRC_CONF_NAMED_ZONES_CONF == last_variable);
 
-const char* theZrcConfCache[slots];  // null until a value is found; never cleared again
+// Null until a value is found; never cleared again.
+const char* theZrcConfCache[std::size(theZrcConfArray)];
 conf_table* loaded_table = nullptr;
 
 bool is_variable(int index) { return index > 0 && index <= last_variable; }
