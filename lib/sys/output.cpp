@@ -38,8 +38,8 @@ void readAll(std::string& out, int descriptor) {
 
 [[noreturn]] void childFailed(const char* what, int number, const std::string& out) {
     const auto text = boost::lexical_cast<NumberText>(number);
-    throw std::runtime_error(std::string("child failed (") + what + "=" + text.c_str() +
-                             "): " + out);
+    throw std::runtime_error(std::string("child failed (") + what + "=" +
+                             std::string(text.begin(), text.end()) + "): " + out);
 }
 
 }  // namespace
