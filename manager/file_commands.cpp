@@ -3,6 +3,7 @@
 
 #include <initializer_list>
 
+#include "manager/answer.h"
 #include "manager/commands.h"
 #include "manager/preamble.h"
 #include "zarnic/sys/exec.h"
@@ -25,7 +26,24 @@ void runTool(std::initializer_list<std::string> arguments) {
     TExec(args).run();
 }
 
+// Whatever it is, and whatever keeps it from being queried (docs/deliberate.md). Follows links.
+bool exists(const std::string& path) {
+    struct stat status;
+    return ::stat(path.c_str(), &status) == 0;
+}
+
 }  // namespace
+
+bool checkInstall(zarnic::opt::TOParsing parser) {
+    const std::string kavDir = requiredValue(parser, "kav-dir");
+    finishPreamble(parser);
+
+    if (!exists(kavDir + "/bin/aveserver")) {
+        throw TUError("Kaspersky Anti-Virus server is not installed");
+    }
+    answer("Kaspersky Anti-Virus server is installed");
+    return true;
+}
 
 bool deleteFile(zarnic::opt::TOParsing parser) {
     const std::string file = requiredValue(parser, "file");
@@ -41,10 +59,9 @@ bool configFileContent(zarnic::opt::TOParsing parser) {
     const std::string file = requiredValue(parser, "file");
     finishPreamble(parser);
 
-    struct stat status;
     // Deliberate: a file that is not there has no content, which is not an error. Without this
     // look, cat would report it on standard error.
-    if (::stat(file.c_str(), &status) == 0) {
+    if (exists(file)) {
         runTool({"cat", file});
     }
     return true;

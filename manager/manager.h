@@ -1,9 +1,8 @@
 // The anti-virus manager's own types, shared by its commands.
 //
 // Reading order: front_end.cpp (which command), preamble.h (what every command does first), the
-// commands (commands.h) in installation.cpp, file_commands.cpp and service_control.cpp. Those
-// of service control lead on to running_service.h, daemon.h and service_body.cpp, which defines
-// TStartKAVService.
+// commands (commands.h) in file_commands.cpp and service_control.cpp. Those of service control
+// lead on to running_service.h, daemon.h and service_body.cpp, which defines TStartKAVService.
 
 #pragma once
 

@@ -6,18 +6,15 @@
 #include "zarnic/sys/function_call.h"
 
 using zarnic::opt::TOParsing;
-using zarnic::sys::TExec;
-using zarnic::sys::TFnCall;
 
 namespace {
 
 // The one server that takes SIGHUP for a request to reload.
 const char* const reloadable_service = "aveserver";
 
-// The run has no program of its own: TFnCall calls the body in the child and ends the child.
-// It also clears the wait bit of the default mode, so nobody waits for the service.
+// The body runs in the service process, which nobody waits for.
 void startAsDaemon(const TStartKAVService& service) {
-    runAsDaemon(TExec(TExec::Preparer(new TFnCall<TStartKAVService>(service))));
+    runAsDaemon(zarnic::sys::functionCall(service));
 }
 
 }  // namespace

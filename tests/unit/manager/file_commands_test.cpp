@@ -1,3 +1,5 @@
+#include <filesystem>
+
 #include "manager/commands.h"
 #include "tests/unit/opt/command_line.h"
 #include "tests/unit/sys/runs.h"
@@ -12,6 +14,16 @@ TEST(FileCommands, EachAnswersTrueWhateverBecomesOfTheFile) {
         EXPECT_TRUE(configFileContent(test::parse({none})));
         EXPECT_TRUE(configFileContent(test::parse({"--file=" + dir.path()})));
         EXPECT_TRUE(saveToConfigFile(test::parse({none, "--config-file=" + dir / "none2"})));
+    });
+}
+
+TEST(FileCommands, TheCheckAnswersTrueOrThrowsTheUsersError) {
+    const test::TempDir dir;
+    std::filesystem::create_directory(dir / "bin");
+    test::writeFile(dir / "bin/aveserver", "");
+    test::isolated([&] {
+        EXPECT_TRUE(checkInstall(test::parse({"--kav-dir=" + dir.path()})));
+        EXPECT_THROW(checkInstall(test::parse({"--kav-dir=" + dir / "none"})), TUError);
     });
 }
 
