@@ -32,7 +32,8 @@ endif()
 # The loader resolves everything before main and then makes it read-only, and the C library's
 # own checks are compiled in. Sections, so that the linker can drop what nobody calls.
 add_compile_options(-fstack-protector-strong -ffunction-sections -fdata-sections)
-add_compile_definitions($<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+# A distribution's own level of the checks would be defined twice.
+add_compile_options("$<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
 add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 
 # A library of one folder. What others may include lies below its `include`, written
