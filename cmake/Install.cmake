@@ -44,17 +44,28 @@ if(AVMANAGER_LTO)
         COMPONENT development)
 endif()
 
-# And for everybody else: pkg-config zarnic-sys. All paths begin at the file's own folder, so that
-# the tree may lie anywhere.
-set(here "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig")
-file(RELATIVE_PATH PREFIX "${here}" "${CMAKE_INSTALL_PREFIX}")
-file(RELATIVE_PATH INCLUDEDIR "${here}" "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
+# And for everybody else: pkg-config zarnic-sys. In a package (DESTDIR), and where systems keep what
+# is theirs, the paths are plain, and pkg-config leaves out those that are searched without it. In
+# any other tree they begin at the file's own folder, so that the tree may be moved.
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX OUTPUT_VARIABLE UP
+    BASE_DIRECTORY "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig")
+file(RELATIVE_PATH LIBDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+file(RELATIVE_PATH INCLUDEDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
+install(CODE "
+    set(PREFIX \"\\\${pcfiledir}/${UP}\")
+    if(NOT \"\$ENV{DESTDIR}\" STREQUAL \"\" OR CMAKE_INSTALL_PREFIX MATCHES \"^/usr(/local)?/?\$\")
+        set(PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
+    endif()"
+    COMPONENT development)
+set(PREFIX "@PREFIX@") # as known when it is installed
 function(avmanager_pkg_config LIBRARY DESCRIPTION REQUIRES)
-    configure_file(cmake/zarnic.pc.in zarnic-${LIBRARY}.pc @ONLY)
-    install(FILES "${PROJECT_BINARY_DIR}/zarnic-${LIBRARY}.pc"
+    set(file "${PROJECT_BINARY_DIR}/zarnic-${LIBRARY}.pc")
+    configure_file(cmake/zarnic.pc.in "${file}.in" @ONLY)
+    install(CODE "configure_file(\"${file}.in\" \"${file}\" @ONLY)" COMPONENT development)
+    install(FILES "${file}"
         DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
 endfunction()
-avmanager_pkg_config(error "Errors of the panel's tools" "")
-avmanager_pkg_config(opt "Command-line options of the panel's tools" zarnic-error)
-avmanager_pkg_config(sys "Child programs without a shell" zarnic-error)
-avmanager_pkg_config(conf "The panel's configuration and diagnostics" "")
+avmanager_pkg_config(error "Errors of the panel's tools (C++20)" "")
+avmanager_pkg_config(opt "Command-line options of the panel's tools (C++20)" zarnic-error)
+avmanager_pkg_config(sys "Child programs without a shell (C++20)" zarnic-error)
+avmanager_pkg_config(conf "The panel's configuration and diagnostics (C++11)" "")

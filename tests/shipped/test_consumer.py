@@ -30,10 +30,10 @@ def run(*command, **variables):
 
 @pytest.fixture(scope="session", name="stage")
 def staged(tmp_path_factory):
-    """A tree that lies elsewhere than it was configured for, in a folder with a blank."""
-    stage = tmp_path_factory.mktemp("a stage")
-    run("cmake", "--install", BUILD, "--prefix", "/usr", DESTDIR=stage)
-    return stage / "usr"
+    """A tree that was moved since it was installed, to a folder with a blank."""
+    installed_to = tmp_path_factory.mktemp("installed") / "usr"
+    run("cmake", "--install", BUILD, "--prefix", installed_to)
+    return installed_to.rename(tmp_path_factory.mktemp("a stage") / "usr")
 
 
 def configure(compiler, folder, *entries):
@@ -76,6 +76,15 @@ def test_pkg_config(compiler, component, stage, tmp_path):
     run("sh", "-c", f'"$0" -std=c++20 -o "$1" "$2" {flags}', compiler, program,
         CONSUMER / f"use_{component}.cpp")
     assert run(program) == SAYS[component]
+
+
+@pytest.mark.parametrize("prefix, paths", [
+    ("/usr", ""), ("/opt/zarnic", "-I/opt/zarnic/include -L/opt/zarnic/lib ")])
+def test_a_package_names_plain_paths_or_none(prefix, paths, tmp_path):
+    run("cmake", "--install", BUILD, "--prefix", prefix, DESTDIR=tmp_path)
+    (found,) = tmp_path.rglob("pkgconfig")
+    said = run("pkg-config", "--cflags", "--libs", "zarnic-sys", PKG_CONFIG_PATH=found)
+    assert said.strip() == f"{paths}-lzarnic-sys -lzarnic-error"
 
 
 def options(folder):
