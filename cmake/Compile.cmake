@@ -41,7 +41,6 @@ add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 # root, so that a line of source tells which layer it reaches for.
 function(avmanager_library name)
     add_library(${name} STATIC ${ARGN})
-    target_compile_features(${name} PUBLIC cxx_std_20)
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
     # Plain code beside the compiler's own form: the program is optimised at link time, and the
     # tests, many and small, are linked without that wait.
