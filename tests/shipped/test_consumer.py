@@ -1,16 +1,13 @@
 """What other tools link: the libraries as `cmake --install` stages them, and as a subdirectory."""
 
-import os
 import re
 import shlex
 import subprocess
-from pathlib import Path
 
 import pytest
 
-BUILD = Path(os.environ["AVMANAGER_BUILD"])
-SOURCE = Path(__file__).resolve().parents[2]
-CONSUMER = Path(__file__).parent / "consumer"
+from installation import BUILD, CONSUMER, SOURCE, configure, installed, run
+
 # What the program of each component says.
 SAYS = {
     "error": "open: No such file or directory\n",
@@ -21,24 +18,12 @@ SAYS = {
 compilers = pytest.mark.parametrize("compiler", ["g++", "clang++"])
 
 
-def run(*command, **variables):
-    done = subprocess.run(command, env={**os.environ, "LC_ALL": "C", **variables}, text=True,
-                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
-    assert done.returncode == 0, done.stdout
-    return done.stdout
-
-
 @pytest.fixture(scope="session", name="stage")
 def staged(tmp_path_factory):
     """A tree that was moved since it was installed, to a folder with a blank."""
     installed_to = tmp_path_factory.mktemp("installed") / "usr"
     run("cmake", "--install", BUILD, "--prefix", installed_to)
     return installed_to.rename(tmp_path_factory.mktemp("a stage") / "usr")
-
-
-def configure(compiler, folder, *entries):
-    run("cmake", "-G", "Ninja", "-S", CONSUMER, "-B", folder, f"-DCMAKE_CXX_COMPILER={compiler}",
-        *entries)
 
 
 def says(folder):
@@ -116,11 +101,6 @@ def test_a_subdirectory_keeps_to_itself(stage, tmp_path):
     assert not any("zarnic" in name for name in installed(tmp_path / "all", parent))
     ours = installed(tmp_path / "ours", parent, "--component", "zarnic")
     assert "lib/libzarnic-sys.a" in ours and not any("use_" in name for name in ours)
-
-
-def installed(folder, build, *options):
-    run("cmake", "--install", build, "--prefix", folder, *options)
-    return {str(path.relative_to(folder)) for path in folder.rglob("*") if path.is_file()}
 
 
 def test_a_host_gets_the_program_with_its_manual_and_nothing_else(tmp_path):

@@ -1,0 +1,113 @@
+"""What other compilers, languages, linkers and build tools make of the libraries and the program."""
+
+import re
+import subprocess
+
+import pytest
+
+from installation import BUILD, CONSUMER, SOURCE, configure, installed, run
+
+
+@pytest.fixture(scope="session", name="stage")
+def staged(tmp_path_factory):
+    stage = tmp_path_factory.mktemp("stage")
+    installed(stage, BUILD, "--component", "development")
+    return stage
+
+
+@pytest.fixture(scope="session", name="archives")
+def built_by_each(stage, tmp_path_factory):
+    """What links zarnic-sys as each compiler built it. As shipped it is g++'s."""
+    folder = tmp_path_factory.mktemp("clang")
+    configure("clang++", folder, f"-DZARNIC_SOURCE={SOURCE}", "-DCMAKE_UNITY_BUILD=ON")
+    run("cmake", "--build", folder, "--target", "own")
+    return {"g++": [stage / f"lib/libzarnic-{name}.a" for name in ("sys", "error")],
+            "clang++": [folder / f"zarnic/lib/{name}/libzarnic-{name}.a"
+                        for name in ("sys", "error")]}
+
+
+def compiled(compiler, stage, *options):
+    """The compiler's complaints."""
+    return subprocess.run([compiler, "-I", stage / "include", *options], text=True, check=False,
+                          stderr=subprocess.PIPE).stderr
+
+
+def headers(stage, libraries):
+    found = [path for library in libraries for path in stage.glob(f"include/zarnic/{library}/*.h")]
+    assert len(found) > 2
+    return found
+
+
+def test_an_older_language_is_told_which_one_is_needed(stage):
+    """By every header, in front of all other errors."""
+    for header in headers(stage, ["error", "opt", "sys"]):
+        said = compiled("g++", stage, "-std=gnu++17", "-Wfatal-errors", "-fsyntax-only",
+                        "-include", header, "-x", "c++", "/dev/null")
+        assert "error: #error" in said and "-std=c++20" in said, header
+
+
+@pytest.mark.parametrize("compiler", ["g++", "clang++"])
+def test_conf_takes_an_older_language(compiler, stage):
+    includes = [word for header in headers(stage, ["conf"]) for word in ("-include", header)]
+    assert compiled(compiler, stage, "-std=c++11", "-Wall", "-Wextra", "-pedantic-errors",
+                    "-fsyntax-only", *includes, CONSUMER / "use_conf.cpp") == ""
+
+
+def test_strict_style_has_nothing_to_remark(stage):
+    includes = [word for header in headers(stage, ["error", "opt", "sys", "conf"])
+                for word in ("-include", header)]
+    assert compiled("g++", stage, "-std=c++20", "-Wall", "-Wextra", "-Weffc++", "-fsyntax-only",
+                    *includes, CONSUMER / "use_opt.cpp") == ""
+
+
+@pytest.mark.parametrize("lto", [[], ["-flto"]], ids=["plain", "lto"])
+@pytest.mark.parametrize("ours, theirs, linker", [("g++", "clang++", "lld"),
+                                                  ("clang++", "g++", "bfd")])
+def test_each_compiler_links_what_the_other_built(ours, theirs, linker, lto, archives, stage,
+                                                  tmp_path):
+    run(theirs, "-std=c++20", *lto, f"-fuse-ld={linker}", "-I", stage / "include",
+        "-o", tmp_path / "use", CONSUMER / "use_sys.cpp", *archives[ours])
+    assert run(tmp_path / "use") == "two words\n"
+
+
+WHOLE = "-Wl,--whole-archive archives -Wl,--no-whole-archive"
+
+
+@pytest.mark.parametrize("order", ["tool archives", "archives tool archives", f"tool {WHOLE}",
+                                   f"{WHOLE} tool"])
+def test_numbers_are_the_tool_s_by_its_locale_and_ours_by_none(order, archives, stage, tmp_path):
+    """In whichever order they are linked: no template of Boost's is defined twice."""
+    tool = tmp_path / "tool.o"
+    run("g++", "-std=c++20", "-I", stage / "include", "-c", "-o", tool, CONSUMER / "use_numbers.cpp")
+    words = {"tool": [tool], "archives": archives["g++"]}
+    run("g++", "-o", tmp_path / "use",
+        *(part for word in order.split() for part in words.get(word, [word])))
+    assert run(tmp_path / "use") == "4,2\nchild failed (exit code=42): \n"
+
+
+def test_a_plugin_may_keep_our_symbols_to_itself(archives, stage, tmp_path):
+    """And the program that loads it still knows the errors."""
+    common = ["g++", "-std=c++20", "-I", stage / "include"]
+    plugin = tmp_path / "plugin.so"
+    run(*common, "-shared", "-fPIC", "-fvisibility=hidden", "-Wl,--exclude-libs,ALL",
+        "-o", plugin, CONSUMER / "plugin.cpp", *archives["g++"])
+    exported = run("nm", "--dynamic", "--defined-only", plugin)
+    assert re.findall(r"\S*(?:zarnic|plugin)\S*", exported) == ["open_by_plugin"]
+    run(*common, "-o", tmp_path / "use", CONSUMER / "use_plugin.cpp", plugin, *archives["g++"])
+    assert run(tmp_path / "use") == "open: No such file or directory\n"
+
+
+@pytest.mark.parametrize("generator, program", [("Unix Makefiles", "avmanager"),
+                                                ("Ninja Multi-Config", "Release/avmanager")])
+def test_the_program_builds_with_other_tools(generator, program, tmp_path):
+    """And with the flags of a distribution; it is stripped in each."""
+    run("cmake", "-G", generator, "-S", SOURCE, "-B", tmp_path, "-DAVMANAGER_TESTS=OFF",
+        "-DCMAKE_UNITY_BUILD=ON", "-DCMAKE_CXX_FLAGS=-D_FORTIFY_SOURCE=3",
+        "-DCMAKE_COMPILE_WARNING_AS_ERROR=ON", "-DCMAKE_CXX_FLAGS_RELEASE=-O1",
+        *(["-DCMAKE_BUILD_TYPE=Release"] if generator == "Unix Makefiles" else []))
+    run("cmake", "--build", tmp_path, "--target", "avmanager", "--config", "Release")
+    program = tmp_path / program
+    licence = SOURCE / "LICENSE"
+    assert run(program, "--config-file-content", f"--file={licence}") == licence.read_text()
+    assert ".symtab" not in run("readelf", "-SW", program)
+    assert program.with_suffix(".debug").exists()
