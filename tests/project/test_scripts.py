@@ -24,8 +24,11 @@ WRONG = {
                        ["--workers", "0"]],
     "scripts/fuzz": [[], ["options"], ["none", "1"], ["options", "x"], ["options", "1", "surplus"]],
     "scripts/inside/bare-debian": [["/"], ["/", "true"]],
+    "scripts/inside/emulated": [["aarch64"], ["aarch64", "true"], ["none", "true"]],
     "scripts/install": [[], ["dash", "--bogus"]],
     "scripts/on-bare-debian": [[], ["bookworm"], ["../x", "true"]],
+    "scripts/package": [["surplus"]],
+    "scripts/portability": [["i386", "none"]],
     "scripts/picture": [["program", "surplus"]],
     "scripts/test": [["tidy", "none"], ["all", "tidy"], ["d"]],
 }
