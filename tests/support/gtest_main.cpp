@@ -1,6 +1,10 @@
-// The main of every GoogleTest program here. At the end, where it is read, it shows the reason
-// of each skip, and the command that runs each failed test again alone. A skip makes ctest list
-// the program as skipped, and fails it with AVMANAGER_FORBID_SKIPS set.
+// The main of every GoogleTest program here:
+//
+//     test_FOLDER [X]      all tests of the folder, or those of its source x_test.cpp
+//
+// At the end, where it is read, it shows the reason of each skip, and the command that runs
+// each failed test again alone. A skip makes ctest list the program as skipped, and fails it
+// with AVMANAGER_FORBID_SKIPS set.
 
 #include <gtest/gtest.h>
 
@@ -61,10 +65,29 @@ class Reporter : public testing::EmptyTestEventListener {
     bool skipped_ = false;
 };
 
+// GoogleTest's filter for the tests of one source.
+std::string testsOf(const std::string& name) {
+    const testing::UnitTest& all = *testing::UnitTest::GetInstance();
+    std::string filter = ":";  // matches nothing
+    for (int i = 0; i < all.total_test_suite_count(); ++i) {
+        const testing::TestSuite& suite = *all.GetTestSuite(i);
+        for (int j = 0; j < suite.total_test_count(); ++j) {
+            const testing::TestInfo& test = *suite.GetTestInfo(j);
+            if (std::string(test.file()).ends_with("/" + name + "_test.cpp")) {
+                filter += std::string(suite.name()) + "." + test.name() + ":";
+            }
+        }
+    }
+    return filter;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
+    if (argc > 1) {
+        testing::GTEST_FLAG(filter) = testsOf(argv[1]);
+    }
     auto* const reporter = new Reporter(argv[0]);  // owned by GoogleTest
     testing::UnitTest::GetInstance()->listeners().Append(reporter);
     const int result = RUN_ALL_TESTS();
