@@ -9,7 +9,7 @@ from pathlib import Path
 SKIPPED = 77  # ctest's, which otherwise counts a suite as passed and shows nothing of it
 # What ctest tells the suites, where it does.
 VARIABLES = ("AVMANAGER", "AVMANAGER_BUILD", "EXAMPLES", "FAIL_CALL", "ONE_LINE", "PANEL_FILE",
-             "PROBE")
+             "PROBE", "SYMBOLS")
 
 
 def pytest_sessionfinish(session, exitstatus):

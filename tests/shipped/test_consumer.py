@@ -87,7 +87,8 @@ def settings(folder):
 
 def test_a_subdirectory_keeps_to_itself(stage, tmp_path):
     """The parent gets the four libraries, but no warnings, options, tests, programs or installed
-    files. It may compile the sources of each as one, which is quicker."""
+    files. It may compile the sources of each as one, which is quicker. The other compiler tells
+    nothing more: what it makes of the sources, our own presets show."""
     parent, other = tmp_path / "parent", tmp_path / "other"
     common = [f"-DCOMPONENTS={';'.join(SAYS)}", "-DCMAKE_UNITY_BUILD=ON",
               f"-DCMAKE_PREFIX_PATH={stage}"]

@@ -10,7 +10,7 @@ import re
 import subprocess
 
 PROGRAM = os.environ["AVMANAGER"]
-SYMBOLS = PROGRAM + ".debug"  # what was stripped from it
+SYMBOLS = os.environ.get("SYMBOLS", PROGRAM + ".debug")  # what was stripped from it
 # What the diagnostics format through; its sizes are known only when the program runs, so the
 # checks cannot be optimised away.
 CHECKED = {"__vfprintf_chk", "__snprintf_chk"}
