@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "conf/line.h"
-#include "tests/fuzz/configuration_model.h"
+#include "tests/models/configuration.h"
 #include "tests/fuzz/input.h"
 #include "zarnic/conf/diagnostics.h"
 #include "zarnic/conf/read_configuration.h"

@@ -14,7 +14,7 @@
 #include <string>
 #include <utility>
 
-#include "tests/fuzz/errors_model.h"
+#include "tests/models/errors.h"
 #include "tests/fuzz/input.h"
 #include "zarnic/conf/diagnostics.h"
 #include "zarnic/error/error.h"

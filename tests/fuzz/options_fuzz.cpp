@@ -18,7 +18,7 @@
 
 #include "tests/fuzz/input.h"
 #include "tests/fuzz/options_line.h"
-#include "tests/fuzz/options_model.h"
+#include "tests/models/options.h"
 #include "zarnic/opt/parsing.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "tests/fuzz/input.h"
-#include "tests/fuzz/options_model.h"
+#include "tests/models/options.h"
 #include "zarnic/opt/options.h"
 
 namespace fuzz {
