@@ -18,8 +18,8 @@
 #include <vector>
 
 #include "conf/line.h"
-#include "tests/models/configuration.h"
 #include "tests/fuzz/input.h"
+#include "tests/models/configuration.h"
 #include "zarnic/conf/diagnostics.h"
 #include "zarnic/conf/read_configuration.h"
 

@@ -14,8 +14,8 @@
 #include <string>
 #include <utility>
 
-#include "tests/models/errors.h"
 #include "tests/fuzz/input.h"
+#include "tests/models/errors.h"
 #include "zarnic/conf/diagnostics.h"
 #include "zarnic/error/error.h"
 #include "zarnic/error/system_error.h"

@@ -130,6 +130,18 @@ struct Parser {
         return true;
     }
 
+    // A query for an optional option: claims one that is there, and raises nothing.
+    bool askOptional(std::vector<Option>& options, const std::string& name, int kind) {
+        const int at = find(options, name);
+        checkedBefore = false;
+        if (at < 0) {
+            return false;
+        }
+        Option& option = options[static_cast<std::size_t>(at)];
+        option.claimed = true;
+        return option.value.empty() ? kind != 2 : kind != 0;
+    }
+
     void begin() {
         outcome = good;
         unchecked = true;

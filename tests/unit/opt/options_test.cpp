@@ -2,104 +2,74 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
-#include <set>
+#include <climits>
+#include <cstdint>
+#include <limits>
 #include <string>
+#include <type_traits>
 #include <vector>
 
+#include "tests/models/options_line.h"
 #include "tests/unit/opt/command_line.h"
 
 namespace {
 
-using test::split;
 using zarnic::opt::TOpts;
 using Strings = std::vector<std::string>;
 
-std::string valueOf(const TOpts& options, const std::string& name) {
-    const TOpts::LongEntry* const entry = options.findLong(name);
-    return entry == nullptr ? "(not given)" : entry->value;
-}
+static_assert(std::is_base_of_v<zarnic::TError, TOpts::TOptsError>);
+static_assert(std::is_base_of_v<TOpts::TOptsError, TOpts::TOutOfRange>);
 
-std::string lettersOf(const TOpts& options) {
-    std::string letters;
+TOpts split(const Strings& arguments) { return test::parse(arguments).options(); }
+
+// --- by hand: "letters; names=values", each in the order of its table ---
+
+std::string shown(const TOpts& options) {
+    std::string all;
     for (const auto& [letter, entry] : options.shortOptions()) {
-        EXPECT_EQ(letter, entry.letter);
-        letters += letter;
+        all += letter;
     }
-    return letters;
-}
-
-Strings namesOf(const TOpts& options) {
-    Strings names;
+    all += ";";
     for (const auto& [name, entry] : options.longOptions()) {
-        EXPECT_EQ(name, entry.name);
-        names.push_back(name);
+        all += " " + name + "=" + entry.value;
     }
-    return names;
+    return all;
 }
 
-TEST(Options, LongOptionHasItsNameValueAndArgument) {
-    const TOpts options = split({"plain", "--kav-dir=/opt/kav"});
-    const TOpts::LongEntry* const entry = options.findLong("kav-dir");
-    ASSERT_NE(entry, nullptr);
-    EXPECT_EQ(entry->name, "kav-dir");
-    EXPECT_EQ(entry->value, "/opt/kav");
-    EXPECT_EQ(entry->argument, &options.arguments()[1]);
-}
-
-TEST(Options, DoubleDashDoesNotEndTheRecognitionOfOptions) {
-    const TOpts options = split({"--", "-x", "--foo=1"});
-    EXPECT_EQ(lettersOf(options), "x");
-    EXPECT_EQ(valueOf(options, "foo"), "1");
-}
-
-TEST(Options, GroupSetsEachOfItsLetters) {
-    const TOpts options = split({"plain", "-hx"});
-    EXPECT_EQ(lettersOf(options), "hx");
-    EXPECT_EQ(options.findShort('h')->argument, &options.arguments()[1]);
-    EXPECT_EQ(options.findShort('x')->argument, &options.arguments()[1]);
-}
-
-TEST(Options, ArgumentAfterALongOptionIsNotItsValue) {
-    const TOpts options = split({"--file", "/tmp/a"});
-    EXPECT_EQ(valueOf(options, "file"), "");
-    EXPECT_EQ(options.arguments(), (Strings{"--file", "/tmp/a"}));
-}
-
-TEST(Options, LastOccurrenceOfALongOptionWins) {
-    const TOpts options = split({"--file=a", "--file=b", "plain"});
-    EXPECT_EQ(valueOf(options, "file"), "b");
-    EXPECT_EQ(options.findLong("file")->argument, &options.arguments()[1]);
-    EXPECT_EQ(options.longOptions().size(), 1U);
-}
-
-TEST(Options, LastOccurrenceWithoutAValueTakesTheValueAway) {
-    EXPECT_EQ(valueOf(split({"--file=a", "--file"}), "file"), "");
-    EXPECT_EQ(valueOf(split({"--file=a", "--file="}), "file"), "");
-}
-
-TEST(Options, LastOccurrenceOfAShortOptionWins) {
-    const TOpts options = split({"-ab", "-b", "plain"});
-    EXPECT_EQ(options.findShort('a')->argument, &options.arguments()[0]);
-    EXPECT_EQ(options.findShort('b')->argument, &options.arguments()[1]);
-}
-
-TEST(Options, ShortOptionsAreWalkedInAscendingOrder) {
-    EXPECT_EQ(lettersOf(split({"-z", "-aB_", "-A"})), "AB_az");
-}
-
-TEST(Options, LongOptionsAreWalkedInByteWiseOrder) {
-    const TOpts options = split({"--b", "--a_b", "--ab", "--a-b", "--a", "--B", "--_"});
-    EXPECT_EQ(namesOf(options), (Strings{"B", "_", "a", "a-b", "a_b", "ab", "b"}));
-}
-
-TEST(Options, LettersAreComparedAsSigned) {
-    const TOpts::SignedOrder before;
-    for (int left = -128; left < 128; ++left) {
-        for (int right = -128; right < 128; ++right) {
-            EXPECT_EQ(before(static_cast<char>(left), static_cast<char>(right)), left < right);
-        }
+TEST(Options, AreSplitAsWrittenHere) {
+    const struct {
+        Strings arguments;
+        std::string expected;
+    } rows[] = {
+        {{"plain", "-", "--", "---", "-1", "-a1", "-h-x", "--1", "--a1", "--a.b=1", "--=x"},
+         ";"},
+        {{"--kav-dir=/opt/kav"}, "; kav-dir=/opt/kav"},
+        {{"--file"}, "; file="},
+        {{"--file="}, "; file="},
+        {{"--file==a=b"}, "; file==a=b"},
+        {{"--file", "/tmp/a"}, "; file="},       // the next argument is no value
+        {{"-hx"}, "hx;"},                        // a group
+        {{"--", "-x", "--foo=1"}, "x; foo=1"},   // no end of options
+        {{"--file=a", "--file=b"}, "; file=b"},  // the last occurrence wins,
+        {{"--file=a", "--file"}, "; file="},     // with or without a value
+        {{"--file=a", "--file="}, "; file="},
+        {{"-z", "-aB_", "-A"}, "AB_az;"},  // ascending order
+        {{"--b", "--a_b", "--ab", "--a-b", "--a", "--B", "--_"},
+         "; B= _= a= a-b= a_b= ab= b="},  // byte by byte
+    };
+    for (const auto& row : rows) {
+        const TOpts options = split(row.arguments);
+        EXPECT_EQ(shown(options), row.expected);
+        EXPECT_EQ(options.arguments(), row.arguments);
     }
+}
+
+TEST(Options, EntriesPointToTheArgumentThatGaveThemLast) {
+    const TOpts options = split({"-ab", "-b", "--file=a", "--file=b", "plain"});
+    const Strings& arguments = options.arguments();
+    EXPECT_EQ(options.findShort('a')->argument, &arguments[0]);
+    EXPECT_EQ(options.findShort('b')->argument, &arguments[1]);
+    EXPECT_EQ(options.findLong("file")->argument, &arguments[3]);
 }
 
 TEST(Options, AreFoundByTheirExactNameOnly) {
@@ -111,105 +81,16 @@ TEST(Options, AreFoundByTheirExactNameOnly) {
     EXPECT_EQ(options.findShort('f'), nullptr);
 }
 
-// --- every byte at every place of an argument, against a second statement of the syntax ---
-
-const std::string starts = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_";
-
-// What an argument has to be split into.
-struct Expected {
-    std::map<std::string, std::string> longOptions;
-    std::set<char> shortOptions;
-};
-
-Expected splitByTheRule(const std::string& argument) {
-    Expected expected;
-    if (argument.substr(0, 2) == "--") {
-        const std::string body = argument.substr(2);
-        const std::size_t equals = body.find('=');
-        const std::string name = body.substr(0, equals);
-        const bool starting = !name.empty() && starts.find(name[0]) != std::string::npos;
-        if (starting && name.find_first_not_of(starts + "-") == std::string::npos) {
-            expected.longOptions[name] =
-                equals == std::string::npos ? "" : body.substr(equals + 1);
-        }
-    } else if (argument.size() > 1 && argument[0] == '-' &&
-               argument.find_first_not_of(starts, 1) == std::string::npos) {
-        expected.shortOptions.insert(argument.begin() + 1, argument.end());
-    }
-    return expected;
-}
-
-Expected splitByTheProduct(const std::string& argument) {
-    const TOpts options = split({argument});
-    Expected found;
-    for (const auto& [name, entry] : options.longOptions()) {
-        found.longOptions[name] = entry.value;
-    }
-    for (const auto& [letter, entry] : options.shortOptions()) {
-        found.shortOptions.insert(letter);
-    }
-    EXPECT_EQ(options.arguments().at(0), argument);
-    return found;
-}
-
-std::string asNumbers(const std::string& text) {
-    std::string numbers;
-    for (const char c : text) {
-        numbers += std::to_string(static_cast<unsigned char>(c)) + " ";
-    }
-    return numbers;
-}
-
-// An argument is a C string: it ends at a NUL byte, which is the walk's way to cut it short.
-void expectTheRule(const std::string& bytes) {
-    const std::string argument = bytes.c_str();
-    const Expected expected = splitByTheRule(argument);
-    const Expected found = splitByTheProduct(argument);
-    ASSERT_EQ(found.longOptions, expected.longOptions) << asNumbers(argument);
-    ASSERT_EQ(found.shortOptions, expected.shortOptions) << asNumbers(argument);
-}
-
-void walkEachPlace(const std::string& pattern) {
-    for (std::size_t place = 0; place < pattern.size(); ++place) {
-        std::string argument = pattern;
-        for (int byte = 0; byte < 256; ++byte) {
-            argument[place] = static_cast<char>(byte);
-            expectTheRule(argument);
+TEST(Options, LettersAreComparedAsSigned) {
+    const TOpts::SignedOrder before;
+    for (int left = -128; left < 128; ++left) {
+        for (int right = -128; right < 128; ++right) {
+            EXPECT_EQ(before(static_cast<char>(left), static_cast<char>(right)), left < right);
         }
     }
 }
 
-void walkPairsAfter(const std::string& leading) {
-    for (int pair = 0; pair < 256 * 256; ++pair) {
-        expectTheRule(leading + static_cast<char>(pair / 256) + static_cast<char>(pair % 256));
-    }
-}
-
-TEST(OptionBytes, EveryByteAtEveryPlaceOfALongName) {
-    walkEachPlace("--a");
-    walkEachPlace("--ab");
-    walkEachPlace("--aB-_c");
-}
-
-TEST(OptionBytes, EveryByteAtEveryPlaceOfALongOptionWithAValue) {
-    walkEachPlace("--a=");
-    walkEachPlace("--a=b");
-    walkEachPlace("--a-b==v-1");
-}
-
-TEST(OptionBytes, EveryByteAtEveryPlaceOfAShortGroupOrAPlainArgument) {
-    walkEachPlace("-a");
-    walkEachPlace("-ab");
-    walkEachPlace("-_aZ");
-    walkEachPlace("a");
-}
-
-TEST(OptionBytes, EveryPairOfBytesAfterOneDash) { walkPairsAfter("-"); }
-
-TEST(OptionBytes, EveryPairOfBytesAfterTwoDashes) { walkPairsAfter("--"); }
-
-// The two below count by hand, so that the rule of this file cannot be wrong along with the
-// product.
+// The two below count by hand, so that the model cannot be wrong along with the product.
 TEST(OptionBytes, FiftyThreeBytesAreShortOptions) {
     int count = 0;
     for (int byte = 1; byte < 256; ++byte) {
@@ -226,6 +107,95 @@ TEST(OptionBytes, FiftyFourBytesGoOnALongName) {
         count += split({"--" + name}).findLong(name) != nullptr ? 1 : 0;
     }
     EXPECT_EQ(count, 26 + 26 + 1 + 1);
+}
+
+// --- every byte at every place of an argument, against the model ---
+
+void expectAsTheModel(const std::string& bytes) {
+    const char* const argv[] = {"program", bytes.c_str(), nullptr};
+    ASSERT_EQ(model::shown(TOpts(argv, 2)), model::shown(model::split(argv, 2)));
+}
+
+TEST(OptionBytes, EveryByteAtEveryPlace) {
+    for (const char* const pattern :
+         {"a", "-a", "-ab", "-_aZ", "--a", "--ab", "--aB-_c", "--a=", "--a=b", "--a-b==v-1"}) {
+        for (std::size_t place = 0; pattern[place] != '\0'; ++place) {
+            std::string argument = pattern;
+            for (int byte = 0; byte < 256; ++byte) {
+                argument[place] = static_cast<char>(byte);
+                expectAsTheModel(argument);
+            }
+        }
+    }
+}
+
+// --- what is taken from the vector ---
+
+TEST(OptionVector, EndsAtItsCountOrItsNullPointer) {
+    const char* const all[] = {"--program=x", "plain", "-a",   "--file=x",
+                               nullptr,       "-b",    nullptr};
+    const char* const unnamed[] = {nullptr, "--file=x", "-y", nullptr};
+    const char* const empty[] = {"", "-y", nullptr};
+    const std::string none = "program \n";
+    const std::string whole =
+        "program --program=x\nargument plain\nargument -a\nargument --file=x\n"
+        "a is a= of 1\nfile is file=x of 2\n";
+    for (const int argc : {0, -1, INT_MIN}) {
+        EXPECT_EQ(model::shown(TOpts(all, argc)), none);
+    }
+    EXPECT_EQ(model::shown(TOpts(all, 1)), "program --program=x\n");
+    EXPECT_EQ(model::shown(TOpts(all, 2)), "program --program=x\nargument plain\n");
+    EXPECT_EQ(model::shown(TOpts(all, 4)), whole);
+    EXPECT_EQ(model::shown(TOpts(all, 7)), whole);
+    EXPECT_EQ(model::shown(TOpts(all)), whole);
+    EXPECT_EQ(model::shown(TOpts(empty, 2)), "program \nargument -y\ny is y= of 0\n");
+    EXPECT_EQ(model::shown(TOpts(unnamed, 3)), none);
+    EXPECT_EQ(model::shown(TOpts(unnamed)), none);
+    EXPECT_EQ(model::shown(TOpts(nullptr, 3)), none);
+    EXPECT_EQ(model::shown(TOpts(nullptr)), none);
+}
+
+TEST(OptionVector, StringsAreCopied) {
+    std::string program = "program";
+    std::string argument = "--file=a";
+    const char* const argv[] = {program.c_str(), argument.c_str(), nullptr};
+    const TOpts options(argv, 2);
+    const std::string before = model::shown(options);
+    program.assign("changed");
+    argument.assign("changed!");
+    EXPECT_EQ(model::shown(options), before);
+}
+
+// --- the index accessor ---
+
+TEST(OptionIndex, BeyondTheListIsAnErrorThatCarriesIt) {
+    const TOpts options = split({"a", "--b", "-c"});
+    EXPECT_EQ(&options.argument(2), &options.arguments()[2]);
+    for (const std::uint64_t index : {std::uint64_t{3}, std::uint64_t{1} << 40,
+                                      std::numeric_limits<std::uint64_t>::max()}) {
+        try {
+            (void)options.argument(index);
+            FAIL() << "it returned";
+        } catch (const TOpts::TOutOfRange& error) {
+            EXPECT_EQ(error.message(), "Wrong index (index = " + std::to_string(index) + ")");
+            EXPECT_EQ(error.index(), index);
+            EXPECT_EQ(&error.options().arguments(), &options.arguments());
+        }
+    }
+    EXPECT_THROW((void)split({}).argument(0), TOpts::TOutOfRange);
+}
+
+TEST(OptionIndex, TextIsWrittenInDecimal) {
+    EXPECT_STREQ(TOpts::TOutOfRange(split({}), 5).what(), "Wrong index (index = 5)");
+    EXPECT_STREQ(TOpts::TOutOfRange(split({}), UINT64_MAX).what(),
+                 "Wrong index (index = 18446744073709551615)");
+}
+
+TEST(OptionIndex, ErrorOfTheBaseClassHasTheGivenMessage) {
+    const TOpts options = split({"a"});
+    const TOpts::TOptsError error("any text", options);
+    EXPECT_EQ(error.message(), "any text");
+    EXPECT_EQ(&error.options().arguments(), &options.arguments());
 }
 
 }  // namespace
