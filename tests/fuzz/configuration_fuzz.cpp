@@ -17,9 +17,8 @@
 #include <string>
 #include <vector>
 
-#include "conf/line.h"
 #include "tests/fuzz/input.h"
-#include "tests/models/configuration.h"
+#include "tests/models/configuration_shown.h"
 #include "zarnic/conf/diagnostics.h"
 #include "zarnic/conf/read_configuration.h"
 
@@ -105,18 +104,7 @@ void compareLookups(const model::Table& expected, const conf_table* table) {
 }
 
 void compare(const model::Table& expected, const conf_table* table) {
-    same("the number of pairs", expected.pairs.size(), table->nmemb);
-    same("the capacity", expected.capacity, table->size);
-    same("the sorted flag", expected.sorted ? 1 : 0, static_cast<std::uint64_t>(table->sorted));
-    for (std::size_t i = 0; i < table->size; ++i) {
-        const conf_entry& entry = table->data[i];
-        if (i < expected.pairs.size()) {
-            same("a name", expected.pairs[i].name, entry.name);
-            same("a value", expected.pairs[i].value, entry.value);
-        } else if (entry.name != nullptr || entry.value != nullptr) {
-            fuzz::disagree("an unused slot", "null", "a pointer");
-        }
-    }
+    same("the table", model::shown(expected), model::shown(table));
     compareLookups(expected, table);
     same("the number of reports", expected.reports.size(), reports.size());
     for (std::size_t i = 0; i < reports.size(); ++i) {
@@ -131,20 +119,7 @@ void compareLines(const std::string& content) {
         const std::string text =
             content.substr(at, feed == std::string::npos ? feed : feed + 1 - at);
         at += text.size();
-        const model::Line expected = model::readLine(text);
-        std::string cut = text;
-        char* name = nullptr;
-        char* value = nullptr;
-        const conf_line kind = conf_split_line(cut.data(), &name, &value);
-        const bool pair = expected.kind == model::Line::Kind::pair;
-        same("the kind of a line", static_cast<std::uint64_t>(expected.kind),
-             kind == conf_line::ignored          ? 0U
-             : kind == conf_line::space_expected ? 1U
-             : kind == conf_line::value_expected ? 2U
-                                                 : 3U);
-        same("the name of a line", expected.name, name == nullptr ? "" : name);
-        same("the value of a line", pair ? expected.value : "(none)",
-             value == nullptr ? "(none)" : value);
+        same("a line", model::shown(model::readLine(text)), model::splitLine(text));
     }
 }
 

@@ -9,13 +9,12 @@
 //              the message, whose rest may hold NUL bytes
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <utility>
 
 #include "tests/fuzz/input.h"
 #include "tests/models/errors.h"
+#include "tests/models/streams.h"
 #include "zarnic/conf/diagnostics.h"
 #include "zarnic/error/error.h"
 #include "zarnic/error/system_error.h"
@@ -25,6 +24,7 @@
 namespace {
 
 using fuzz::same;
+using model::writtenBy;
 using zarnic::ExSystemError;
 using zarnic::SystemError;
 using zarnic::opt::TOParsing;
@@ -56,43 +56,6 @@ Case takeCase(fuzz::Input& input) {
         message += message.substr(0, length - message.size());
     }
     return taken;
-}
-
-// Everything that goes to the two streams, one letter for a stream before each piece of it.
-std::string written;
-
-ssize_t keepWritten(void* stream, const char* text, std::size_t size) {
-    const char letter = *static_cast<const char*>(stream);
-    static char last = '\0';
-    if (written.empty() || last != letter) {
-        written += letter;
-    }
-    last = letter;
-    written.append(text, size);
-    return static_cast<ssize_t>(size);
-}
-
-FILE* recorder(const char* letter) {
-    return ::fopencookie(const_cast<char*>(letter), "w",
-                         {nullptr, keepWritten, nullptr, nullptr});
-}
-
-// Runs with the standard streams recorded, and tells what went to them. Whatever is left in a
-// buffer afterwards was not flushed, and is missing.
-template <class Operation>
-std::string writtenBy(const Operation& operation) {
-    static FILE* const error = recorder("E");
-    static FILE* const output = recorder("O");
-    FILE* const realError = std::exchange(stderr, error);
-    FILE* const realOutput = std::exchange(stdout, output);
-    // Room for all, once: the fuzzer takes a block that outlives its run for a leak to look
-    // into.
-    written.reserve(std::size_t{1} << 16U);
-    written.clear();
-    operation();
-    stderr = realError;
-    stdout = realOutput;
-    return written;
 }
 
 // The same text through one of four formats; each shape takes its arguments differently.

@@ -8,7 +8,6 @@
 #include <functional>
 #include <string>
 
-#include "tests/support/capture.h"
 #include "tests/unit/conf/table.h"
 #include "zarnic/conf/autoprepend.h"
 #include "zarnic/conf/diagnostics.h"
@@ -18,23 +17,10 @@ namespace {
 
 using test::Table;
 
-constexpr const char* reader = "conf/read_configuration.cpp";
-constexpr const char* variables = "conf/autoprepend.cpp";
-
-constexpr const char* table_given = "((void *)0) != pconf";
-constexpr const char* file_and_table_given = "((void *)0) != conf_file && ((void *)0) != pconf";
-constexpr const char* table_usable =
-    "((void *)0) != pconf && ((void *)0) != pconf->data && pconf->size >= pconf->nmemb";
-constexpr const char* index_of_names =
-    "i > 0 && i <= (sizeof(theZrcConfArray) / sizeof(theZrcConfArray[0]) - 2)";
-constexpr const char* index_of_defaults =
-    "i > 0 && i <= (sizeof(theZrcConfDefauls) / sizeof(theZrcConfDefauls[0]) - 2)";
-constexpr const char* name_given = "((void *)0) != name";
-
 // The body aborts with one line on standard error, which is the C library's own:
 // "PROGRAM: SOURCE:LINE: FUNCTION: Assertion `TEXT' failed.".
-void expectAssertion(const std::function<void()>& body, const std::string& source,
-                     const std::string& text) {
+void expectAssertion(const std::string& source, const std::string& function,
+                     const std::string& text, const std::function<void()>& body) {
     const auto child = test::inChild([&body] {
         const rlimit none = {0, 0};
         ::setrlimit(RLIMIT_CORE, &none);
@@ -43,13 +29,14 @@ void expectAssertion(const std::function<void()>& body, const std::string& sourc
     EXPECT_TRUE(child.signalled(SIGABRT));
     EXPECT_EQ(child.out, "");
     EXPECT_NE(child.err.find(": " + source + ":"), std::string::npos) << child.err;
-    EXPECT_NE(child.err.find(": Assertion `" + text + "' failed.\n"), std::string::npos)
+    EXPECT_NE(child.err.find(function + ": Assertion `" + text + "' failed.\n"),
+              std::string::npos)
         << child.err;
 }
 
 TEST(Assertion, HoldsItsTextWhenTheConditionDoesNot) {
-    expectAssertion([] { CONF_ASSERT(1 > 2, "any text", "any/source.cpp"); }, "any/source.cpp",
-                    "any text");
+    expectAssertion("any/source.cpp", "", "any text",
+                    [] { CONF_ASSERT(1 > 2, "any text", "any/source.cpp"); });
 }
 
 TEST(Assertion, DoesNothingWhenTheConditionHolds) {
@@ -58,76 +45,37 @@ TEST(Assertion, DoesNothingWhenTheConditionHolds) {
     EXPECT_EQ(evaluated, 1);
 }
 
-TEST(Assertion, InitialisingNoTableAborts) {
-    expectAssertion([] { conf_init_r(nullptr); }, reader, table_given);
-}
+// A table that was never initialised.
+conf_table zeroed;
+// One that counts beyond its capacity, even where there would be nothing to sort.
+conf_entry entries[20];
+conf_table beyond = {entries, 20, 21, 1};
 
-TEST(Assertion, AddingToNoTableAborts) {
-    expectAssertion([] { conf_add_r("A", "1", nullptr); }, reader, table_given);
-}
-
-TEST(Assertion, ReadingNoFileAborts) {
-    expectAssertion(
-        [] {
-            const Table table;
-            conf_read_file_r(nullptr, table.get());
-        },
-        reader, file_and_table_given);
-}
-
-TEST(Assertion, ReadingIntoNoTableAborts) {
-    expectAssertion([] { conf_read_file_r("/dev/null", nullptr); }, reader,
-                    file_and_table_given);
-    expectAssertion([] { conf_read_file_r(nullptr, nullptr); }, reader, file_and_table_given);
-}
-
-TEST(Assertion, LookingUpInNoTableAborts) {
-    expectAssertion([] { conf_get_r("A", nullptr); }, reader, table_usable);
-}
-
-TEST(Assertion, FinalisingNoTableAborts) {
-    expectAssertion([] { conf_finalize_r(nullptr); }, reader, table_usable);
-}
-
-TEST(Assertion, LookingUpInATableThatWasNeverInitialisedAborts) {
-    expectAssertion(
-        [] {
-            const Table table;
-            conf_get_r("A", table.get());
-        },
-        reader, table_usable);
-}
-
-TEST(Assertion, FinalisingATableThatWasNeverInitialisedAborts) {
-    expectAssertion(
-        [] {
-            const Table table;
-            conf_finalize_r(table.get());
-        },
-        reader, table_usable);
-}
-
-TEST(Assertion, LookingUpInATableThatCountsBeyondItsCapacityAborts) {
-    expectAssertion(
-        [] {
-            const Table table;
-            conf_init_r(table.get());
-            table->nmemb = 21;
-            conf_get_r("A", table.get());
-        },
-        reader, table_usable);
-}
-
-// Even where there would be nothing to sort.
-TEST(Assertion, FinalisingATableThatCountsBeyondItsCapacityAborts) {
-    expectAssertion(
-        [] {
-            const Table table;
-            conf_init_r(table.get());
-            table->nmemb = 21;
-            conf_finalize_r(table.get());
-        },
-        reader, table_usable);
+TEST(Assertion, ReaderNeedsATableThatCanBeUsedAndAFile) {
+    const std::string given = "((void *)0) != pconf";
+    const std::string both = "((void *)0) != conf_file && ((void *)0) != pconf";
+    const std::string usable =
+        "((void *)0) != pconf && ((void *)0) != pconf->data && pconf->size >= pconf->nmemb";
+    const struct {
+        const char* function;
+        const std::string& text;
+        void (*body)();
+    } rows[] = {
+        {"conf_init_r", given, [] { conf_init_r(nullptr); }},
+        {"conf_init_r", given, [] { conf_add_r("A", "1", nullptr); }},
+        {"conf_read_file_r", both, [] { conf_read_file_r(nullptr, &zeroed); }},
+        {"conf_read_file_r", both, [] { conf_read_file_r("/dev/null", nullptr); }},
+        {"conf_read_file_r", both, [] { conf_read_file_r(nullptr, nullptr); }},
+        {"conf_get_r", usable, [] { conf_get_r("A", nullptr); }},
+        {"conf_get_r", usable, [] { conf_get_r("A", &zeroed); }},
+        {"conf_get_r", usable, [] { conf_get_r("A", &beyond); }},
+        {"conf_finalize_r", usable, [] { conf_finalize_r(nullptr); }},
+        {"conf_finalize_r", usable, [] { conf_finalize_r(&zeroed); }},
+        {"conf_finalize_r", usable, [] { conf_finalize_r(&beyond); }},
+    };
+    for (const auto& [function, text, body] : rows) {
+        expectAssertion("conf/read_configuration.cpp", function, text, body);
+    }
 }
 
 // Only a message channel that meddles can bring the reader there.
@@ -142,35 +90,49 @@ TEST(Assertion, EndOfAReadMeetsTheSameAssertionAsFinalising) {
     const test::TempDir directory;
     test::writeFile(directory / "zrc.conf", "NAME=abc\n");
     expectAssertion(
+        "conf/read_configuration.cpp", "conf_finalize_r",
+        "((void *)0) != pconf && ((void *)0) != pconf->data && pconf->size >= pconf->nmemb",
         [&directory] {
             const Table table;
             meddled_table = table.get();
             message_fn = meddle;
             conf_read_file_r((directory / "zrc.conf").c_str(), table.get());
-        },
-        reader, table_usable);
+        });
 }
 
+void expectVariableAssertion(const std::string& function, const std::string& text,
+                             const std::function<void()>& body) {
+    expectAssertion("conf/autoprepend.cpp", function, text, body);
+}
+
+constexpr int no_variables[] = {0, 32, -1, 33, INT_MIN, INT_MAX};
+const std::string index_of_defaults =
+    "i > 0 && i <= (sizeof(theZrcConfDefauls) / sizeof(theZrcConfDefauls[0]) - 2)";
+
 TEST(Assertion, IndexWithoutAVariableAborts) {
-    for (const int index : {0, 32, -1, 33, INT_MIN, INT_MAX}) {
-        expectAssertion([index] { zrcConfGetByIndex(index); }, variables, index_of_names);
+    for (const int index : no_variables) {
+        expectVariableAssertion(
+            "zrcConfGetByIndex",
+            "i > 0 && i <= (sizeof(theZrcConfArray) / sizeof(theZrcConfArray[0]) - 2)",
+            [index] { zrcConfGetByIndex(index); });
     }
 }
 
 TEST(Assertion, IndexWithoutADefaultAborts) {
-    for (const int index : {0, 32, -1, 33, INT_MIN, INT_MAX}) {
-        expectAssertion([index] { zrcConfGetDefaultByIndex(index); }, variables,
-                        index_of_defaults);
+    for (const int index : no_variables) {
+        expectVariableAssertion("zrcConfGetDefaultByIndex", index_of_defaults,
+                                [index] { zrcConfGetDefaultByIndex(index); });
     }
 }
 
 TEST(Assertion, DefaultOfNoNameAborts) {
-    expectAssertion([] { zrcConfGetDefault(nullptr); }, variables, name_given);
+    expectVariableAssertion("zrcConfGetDefault", "((void *)0) != name",
+                            [] { zrcConfGetDefault(nullptr); });
 }
 
 TEST(Assertion, DefaultOfTheLowerSentinelMeetsTheAssertionOfItsIndex) {
-    expectAssertion([] { zrcConfGetDefault("_MIN_POSSIBLE_ZRC_CONF_VAR_NAME"); }, variables,
-                    index_of_defaults);
+    expectVariableAssertion("zrcConfGetDefaultByIndex", index_of_defaults,
+                            [] { zrcConfGetDefault("_MIN_POSSIBLE_ZRC_CONF_VAR_NAME"); });
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 
 namespace {
 
+using test::answers;
 using test::inChild;
 using test::show;
 using test::writePanelFile;
@@ -109,16 +110,31 @@ void showAllByIndex() {
     }
 }
 
-void showAllDefaultsByIndex() {
-    for (int index = 1; index <= 31; ++index) {
-        show(zrcConfGetDefaultByIndex(index));
+void showAllDefaults() {
+    for (const Variable& variable : variables) {
+        show(zrcConfGetDefaultByIndex(variable.index));
     }
-}
-
-void showAllDefaultsByName() {
     for (const Variable& variable : variables) {
         show(zrcConfGetDefault(variable.name));
     }
+}
+
+TEST_F(AutoprependNames, EveryIndexAndNameHasItsDefaultWithoutAFile) {
+    EXPECT_EQ(answers(showAllDefaults), forEach(defaultLine) + forEach(defaultLine));
+    EXPECT_EQ(answers(showAllByIndex), forEach([](const Variable&) { return "(null)\n"; }));
+}
+
+// Asked again, too: a value stays with its index.
+TEST_F(AutoprependNames, EveryIndexAndNameHasTheFilesValue) {
+    writePanelFile(fullFile());
+    const std::string all = forEach(fileLine);
+    EXPECT_EQ(answers(showAllDefaults), all + all);
+    EXPECT_EQ(answers([] {
+                  showAllByIndex();
+                  showAllByIndex();
+                  showAllDefaults();
+              }),
+              all + all + all + all);
 }
 
 std::string unknown(const std::string& name) {
@@ -126,48 +142,21 @@ std::string unknown(const std::string& name) {
            "' isn't found neither in /etc/zrc/zrc.conf nor in compile-time defaults\n";
 }
 
-TEST_F(AutoprependNames, EveryIndexHasItsDefault) {
-    EXPECT_EQ(answers(showAllDefaultsByIndex), forEach(defaultLine));
-}
-
-TEST_F(AutoprependNames, EveryNameHasItsDefault) {
-    EXPECT_EQ(answers(showAllDefaultsByName), forEach(defaultLine));
-}
-
-TEST_F(AutoprependNames, NoIndexHasAValueWithoutAFile) {
-    EXPECT_EQ(answers(showAllByIndex), forEach([](const Variable&) { return "(null)\n"; }));
-}
-
-TEST_F(AutoprependNames, EveryIndexHasTheFilesValueOfItsName) {
-    writePanelFile(fullFile());
-    EXPECT_EQ(answers(showAllByIndex), forEach(fileLine));
-    EXPECT_EQ(answers(showAllDefaultsByIndex), forEach(fileLine));
-}
-
-TEST_F(AutoprependNames, EveryNameHasTheFilesValue) {
-    writePanelFile(fullFile());
-    EXPECT_EQ(answers(showAllDefaultsByName), forEach(fileLine));
-}
-
-TEST_F(AutoprependNames, ValuesStayWithTheirIndexWhenAskedAgain) {
-    writePanelFile(fullFile());
-    const std::string all = forEach(fileLine);
-    EXPECT_EQ(answers([] {
-                  showAllByIndex();
-                  showAllByIndex();
-                  showAllDefaultsByIndex();
-              }),
-              all + all + all);
-}
-
-TEST_F(AutoprependNames, UnknownNameIsReportedOnBothStreamsAndGivesNull) {
-    const auto child = inChild([] {
-        errno = 0;
-        show(zrcConfGetDefault("SITE_SPECIFIC"));
-    });
-    EXPECT_TRUE(child.exited(0));
-    EXPECT_EQ(child.err, unknown("SITE_SPECIFIC"));
-    EXPECT_EQ(child.out, unknown("SITE_SPECIFIC") + "(null)\n");
+// The upper sentinel is one of them. The file's value would not be asked for.
+TEST_F(AutoprependNames, UnknownNameIsNotSoughtInTheFile) {
+    for (const char* name : {"SITE_SPECIFIC", upper_sentinel, "", "DUMP", "DUMP_D_", "dump_d",
+                             " DUMP_D", "/var/lib/zrc/dumps"}) {
+        writePanelFile("SITE_SPECIFIC abc\n" + std::string(upper_sentinel) + " abc\n");
+        const auto child = inChild([name] {
+            errno = 0;
+            show(zrcConfGetDefault(name));
+            test::removePanelFile();
+            show(zrcConfInit());  // nothing was loaded
+        });
+        EXPECT_TRUE(child.exited(0));
+        EXPECT_EQ(child.err, unknown(name));
+        EXPECT_EQ(child.out, unknown(name) + "(null)\n-1\n");
+    }
 }
 
 TEST_F(AutoprependNames, ReportOfAnUnknownNameTellsTheSystemErrorOnEntry) {
@@ -179,49 +168,14 @@ TEST_F(AutoprependNames, ReportOfAnUnknownNameTellsTheSystemErrorOnEntry) {
               unknown("SITE_SPECIFIC") + "\nSystem error 2: No such file or directory\n");
 }
 
-TEST_F(AutoprependNames, UnknownNameIsNotSoughtInTheFile) {
-    writePanelFile("SITE_SPECIFIC abc\n");
-    const auto child = inChild([] {
-        errno = 0;
-        show(zrcConfGetDefault("SITE_SPECIFIC"));
-        test::removePanelFile();
-        show(zrcConfInit());  // nothing was loaded
-    });
-    EXPECT_EQ(child.err, unknown("SITE_SPECIFIC"));
-    EXPECT_EQ(child.out, unknown("SITE_SPECIFIC") + "(null)\n-1\n");
-}
-
-TEST_F(AutoprependNames, NamesAreComparedWhole) {
-    for (const char* name :
-         {"", "DUMP", "DUMP_D_", "dump_d", " DUMP_D", "/var/lib/zrc/dumps"}) {
-        const auto child = inChild([name] {
-            errno = 0;
-            show(zrcConfGetDefault(name));
-        });
-        EXPECT_EQ(child.out, unknown(name) + "(null)\n");
-    }
-}
-
-TEST_F(AutoprependNames, UpperSentinelIsUnknown) {
-    writePanelFile(std::string(upper_sentinel) + " abc\n");
-    const auto child = inChild([] {
-        errno = 0;
-        show(zrcConfGetDefault(upper_sentinel));
-    });
-    EXPECT_TRUE(child.exited(0));
-    EXPECT_EQ(child.err, unknown(upper_sentinel));
-    EXPECT_EQ(child.out, unknown(upper_sentinel) + "(null)\n");
-}
-
 TEST_F(AutoprependNames, AnyNameCanBeAskedOfTheFileAlone) {
     writePanelFile("SITE_SPECIFIC abc\n" + std::string(lower_sentinel) + " low\n" +
                    upper_sentinel + " high\n");
     EXPECT_EQ(answers([] {
-                  show(zrcConfGet("SITE_SPECIFIC"));
-                  show(zrcConfGet(lower_sentinel));
-                  show(zrcConfGet(upper_sentinel));
-                  show(zrcConfGet("ABSENT"));
-                  show(zrcConfGet("DUMP_D"));
+                  for (const char* const name :
+                       {"SITE_SPECIFIC", lower_sentinel, upper_sentinel, "ABSENT", "DUMP_D"}) {
+                      show(zrcConfGet(name));
+                  }
               }),
               "abc\nlow\nhigh\n(null)\n(null)\n");
 }

@@ -29,6 +29,7 @@ const char* countedLookup(const char* name, const conf_table* table) {
 
 namespace {
 
+using test::answers;
 using test::removePanelFile;
 using test::show;
 using test::writePanelFile;
@@ -37,70 +38,83 @@ constexpr int product_root = 29;
 
 class Autoprepend : public test::PanelFileTest {};
 
-// All four lookups of one variable.
-void showProductRoot() {
-    show(zrcConfGet("PRODUCT_ROOT_D"));
-    show(zrcConfGetByIndex(product_root));
-    show(zrcConfGetDefaultByIndex(product_root));
-    show(zrcConfGetDefault("PRODUCT_ROOT_D"));
+// The four lookups of one variable.
+void (*const questions[])() = {
+    [] { show(zrcConfGet("PRODUCT_ROOT_D")); },
+    [] { show(zrcConfGetByIndex(product_root)); },
+    [] { show(zrcConfGetDefaultByIndex(product_root)); },
+    [] { show(zrcConfGetDefault("PRODUCT_ROOT_D")); },
+};
+
+void askAll() {
+    for (const auto& ask : questions) {
+        ask();
+    }
 }
 
-// Counts the reader's reports: a missing file gives one for each attempt to load it.
-int attempts = 0;
+constexpr const char* no_file = nullptr;
+constexpr const char* a_folder = "a folder";
 
-void countAttempt(int /*level*/, const char* /*format*/, ...) { ++attempts; }
-
-void showReport(int level, const char* format, ...) {
-    show(level);
-    show(format);
+void setPanelFile(const char* content) {
+    removePanelFile();
+    if (content == a_folder) {
+        std::filesystem::create_directories(test::panel_file);
+    } else if (content != no_file) {
+        writePanelFile(content);
+    }
 }
 
-TEST_F(Autoprepend, MissingFileGivesNullOrTheDefault) {
-    EXPECT_EQ(answers(showProductRoot), "(null)\n(null)\n/usr/local/zrc\n/usr/local/zrc\n");
+const std::string nothing = "(null)\n(null)\n/usr/local/zrc\n/usr/local/zrc\n";
+
+std::string fourTimes(const std::string& value) {
+    return value + "\n" + value + "\n" + value + "\n" + value + "\n";
 }
 
-TEST_F(Autoprepend, FileThatHasTheVariableGivesItsValue) {
-    writePanelFile("PRODUCT_ROOT_D /opt/zrc\n");
-    EXPECT_EQ(answers(showProductRoot), "/opt/zrc\n/opt/zrc\n/opt/zrc\n/opt/zrc\n");
+// A process asks all before the file changes. Of all processes like it each one asks another
+// question first afterwards: the load that was tried may be that of any of them.
+void expectAnswers(const char* before, const std::string& answered, const char* after,
+                   const std::string& answeredLater) {
+    for (const auto& first : questions) {
+        setPanelFile(before);
+        const std::string shown = answers([&] {
+            askAll();
+            setPanelFile(after);
+            first();
+            askAll();
+        });
+        ASSERT_EQ(shown.substr(0, answered.size()), answered);
+        const std::string later = shown.substr(answered.size());
+        EXPECT_EQ(later.substr(later.find('\n') + 1), answeredLater);
+        EXPECT_NE(answeredLater.find(later.substr(0, later.find('\n') + 1)), std::string::npos);
+    }
 }
 
-TEST_F(Autoprepend, FailedInitialisationLeavesTheReadersError) {
-    EXPECT_EQ(answers([] {
-                  zrcConfInit();
-                  show(std::strerror(errno));
-              }),
-              "No such file or directory\n");
-    std::filesystem::create_directory(test::panel_file);
-    EXPECT_EQ(answers([] {
-                  zrcConfInit();
-                  show(std::strerror(errno));
-              }),
-              "Is a directory\n");
+// A default is never kept as if the file had given it.
+TEST_F(Autoprepend, InitialisationIsTriedAgainAfterAFailure) {
+    expectAnswers(no_file, nothing, "PRODUCT_ROOT_D /late\n", fourTimes("/late"));
+    expectAnswers(a_folder, nothing, "PRODUCT_ROOT_D /late\n", fourTimes("/late"));
+    expectAnswers(no_file, nothing, "DUMP_D /d\n", nothing);
+    expectAnswers(no_file, nothing, a_folder, nothing);
 }
 
 TEST_F(Autoprepend, LaterChangeOfTheFileIsNotSeen) {
-    writePanelFile("PRODUCT_ROOT_D /first\n");
-    EXPECT_EQ(answers([] {
-                  showProductRoot();
-                  writePanelFile("PRODUCT_ROOT_D /second\nDUMP_D /d\n");
-                  show(zrcConfInit());
-                  showProductRoot();
-                  show(zrcConfGet("DUMP_D"));
-                  show(zrcConfGetByIndex(21));
-              }),
-              "/first\n/first\n/first\n/first\n0\n/first\n/first\n/first\n/first\n"
-              "(null)\n(null)\n");
+    const std::string first = fourTimes("/first");
+    expectAnswers("PRODUCT_ROOT_D /first\n", first, "PRODUCT_ROOT_D /second\n", first);
+    expectAnswers("PRODUCT_ROOT_D /first\n", first, "DUMP_D /d\n", first);
+    expectAnswers("PRODUCT_ROOT_D /first\n", first, no_file, first);
+    expectAnswers("DUMP_D /d\n", nothing, "PRODUCT_ROOT_D /late\n", nothing);
 }
 
-TEST_F(Autoprepend, LaterRemovalOfTheFileIsNotSeen) {
-    writePanelFile("PRODUCT_ROOT_D /first\n");
+TEST_F(Autoprepend, InitialisationSaysWhetherItIsLoadedAndLeavesTheReadersError) {
     EXPECT_EQ(answers([] {
-                  show(zrcConfInit());
-                  removePanelFile();
-                  show(zrcConfInit());
-                  showProductRoot();
+                  for (const char* const content : {no_file, a_folder, "A b\n", no_file}) {
+                      setPanelFile(content);
+                      errno = 0;
+                      show(zrcConfInit());
+                      show(std::strerror(errno));
+                  }
               }),
-              "0\n0\n/first\n/first\n/first\n/first\n");
+              "-1\nNo such file or directory\n-1\nIs a directory\n0\nSuccess\n0\nSuccess\n");
 }
 
 TEST_F(Autoprepend, ValuesAreTheSameStringsEachTime) {
@@ -128,84 +142,28 @@ TEST_F(Autoprepend, ValueOfAnIndexIsLookedUpOnceAndAnAbsentOneEachTime) {
               "1\n3\n");
 }
 
-TEST_F(Autoprepend, InitialisationIsTriedAgainAfterAFailure) {
-    EXPECT_EQ(answers([] {
-                  show(zrcConfInit());
-                  writePanelFile("PRODUCT_ROOT_D /late\n");
-                  show(zrcConfInit());
-                  show(zrcConfGet("PRODUCT_ROOT_D"));
-              }),
-              "-1\n0\n/late\n");
-}
+// Counts the reader's reports: a missing file gives one for each attempt to load it, a file
+// with one bad line one for each reading.
+int attempts = 0;
 
-// A default is never kept as if the file had given it.
-TEST_F(Autoprepend, EachLookupTriesAgainAfterAFailure) {
-    const auto tryAgain = [](const std::function<void()>& lookup) {
-        removePanelFile();
-        return answers([&lookup] {
-            showProductRoot();
-            writePanelFile("PRODUCT_ROOT_D /late\n");
-            lookup();
-        });
-    };
-    const std::string expected = "(null)\n(null)\n/usr/local/zrc\n/usr/local/zrc\n/late\n";
-    EXPECT_EQ(tryAgain([] { show(zrcConfGet("PRODUCT_ROOT_D")); }), expected);
-    EXPECT_EQ(tryAgain([] { show(zrcConfGetByIndex(product_root)); }), expected);
-    EXPECT_EQ(tryAgain([] { show(zrcConfGetDefaultByIndex(product_root)); }), expected);
-    EXPECT_EQ(tryAgain([] { show(zrcConfGetDefault("PRODUCT_ROOT_D")); }), expected);
-}
+void countAttempt(int /*level*/, const char* /*format*/, ...) { ++attempts; }
 
-TEST_F(Autoprepend, EveryOperationTriesOnceWhileTheFileCannotBeLoaded) {
+TEST_F(Autoprepend, EachLookupTriesOnceUntilTheFileIsLoaded) {
     EXPECT_EQ(answers([] {
                   message_fn = countAttempt;
+                  for (const auto& ask : questions) {
+                      ask();
+                      show(attempts);
+                  }
+                  writePanelFile("PRODUCT_ROOT_D /opt/zrc\nBAD\n");
+                  askAll();
                   zrcConfInit();
-                  show(attempts);
-                  zrcConfGet("PRODUCT_ROOT_D");
-                  show(attempts);
-                  zrcConfGetByIndex(product_root);
-                  show(attempts);
-                  zrcConfGetDefaultByIndex(product_root);
-                  show(attempts);
-                  zrcConfGetDefault("PRODUCT_ROOT_D");
-                  show(attempts);
-              }),
-              "1\n2\n3\n4\n5\n");
-}
-
-// Seen by the one bad line of the file, which is reported by each reading.
-TEST_F(Autoprepend, FileIsReadOnce) {
-    writePanelFile("PRODUCT_ROOT_D /opt/zrc\nBAD\n");
-    EXPECT_EQ(answers([] {
-                  message_fn = countAttempt;
-                  show(zrcConfInit());
-                  show(zrcConfInit());
-                  showProductRoot();
                   zrcConfGet("ABSENT");
                   zrcConfGetByIndex(1);
                   show(attempts);
               }),
-              "0\n0\n/opt/zrc\n/opt/zrc\n/opt/zrc\n/opt/zrc\n1\n");
-}
-
-TEST_F(Autoprepend, FailedLoadKeepsNothingOfTheFile) {
-    EXPECT_EQ(answers([] {
-                  std::filesystem::create_directory(test::panel_file);
-                  showProductRoot();
-                  removePanelFile();
-                  writePanelFile("DUMP_D /d\n");
-                  show(zrcConfGet("DUMP_D"));
-                  showProductRoot();
-              }),
-              "(null)\n(null)\n/usr/local/zrc\n/usr/local/zrc\n/d\n"
-              "(null)\n(null)\n/usr/local/zrc\n/usr/local/zrc\n");
-}
-
-TEST_F(Autoprepend, MissingFileIsReportedThroughTheMessageChannel) {
-    EXPECT_EQ(answers([] {
-                  message_fn = showReport;
-                  zrcConfInit();
-              }),
-              "12\nunable to open configuration file %s: %s\n\n");
+              "(null)\n1\n(null)\n2\n/usr/local/zrc\n3\n/usr/local/zrc\n4\n" +
+                  fourTimes("/opt/zrc") + "5\n");
 }
 
 TEST_F(Autoprepend, NoDescriptorIsLeftOpen) {

@@ -1,22 +1,26 @@
+// The message channel: its console, its targets, and its first state.
+
 #include "zarnic/conf/diagnostics.h"
 
 #include <gtest/gtest.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdarg>
 #include <string>
 #include <type_traits>
 
-#include "tests/support/capture.h"
-#include "tests/unit/conf/streams.h"
-#include "zarnic/conf/read_configuration.h"
+#include "tests/models/errors.h"
+#include "tests/models/streams.h"
+#include "tests/support/system_log.h"
+#include "tests/unit/conf/table.h"
 
 namespace {
 
-using test::inChild;
-using test::Streams;
+using model::bothStreams;
+using model::writtenBy;
 
 static_assert(std::is_same_v<decltype(program_path), const char*>);
 
@@ -32,42 +36,60 @@ TEST(Diagnostics, ChannelIsTheConsoleAtFirst) {
     EXPECT_EQ(first_message_fn, console_message);
     EXPECT_EQ(first_vmessage_fn, vconsole_message);
     EXPECT_EQ(first_to_console, 1);
-}
-
-TEST(Diagnostics, ThresholdIsSixAtFirst) { EXPECT_EQ(first_threshold, 6); }
-
-TEST(Diagnostics, FacilityIsMailAtFirst) {
+    EXPECT_EQ(first_threshold, 6);
     EXPECT_EQ(first_facility, 16);
     EXPECT_EQ(first_facility, LOG_MAIL);
+    EXPECT_EQ(first_program_path, nullptr);
 }
 
-TEST(Diagnostics, ThereIsNoProgramPathAtFirst) { EXPECT_EQ(first_program_path, nullptr); }
-
 // Puts the settings back that a test changes.
-class Console : public testing::Test {
+class Channel : public testing::Test {
   protected:
-    ~Console() override {
+    Channel() { test::takeLogCalls(); }
+    ~Channel() override {
+        message_fn = console_message;
+        vmessage_fn = vconsole_message;
         log_threshold = 6;
+        log_facility = LOG_MAIL;
         log_to_console = 1;
         program_path = nullptr;
     }
 };
 
+class Console : public Channel {};
+class LogTarget : public Channel {};
+
+// Through the channel's list form, whatever it is.
 [[gnu::format(printf, 2, 3)]] void passOn(int level, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    vconsole_message(level, format, arguments);
+    vmessage_fn(level, format, arguments);
     va_end(arguments);
 }
 
-TEST_F(Console, MessageGoesToStandardErrorAndThenToStandardOutput) {
-    const Streams streams;
-    console_message(6, "text");
-    EXPECT_EQ(streams.flushed(), "err:text\nout:text\n");
+void readMissing() {
+    const test::Table table;
+    EXPECT_EQ(conf_read_file_r("/no/such/file", table.get()), -1);
+}
+
+// --- the console ---
+
+TEST_F(Console, BothStreamsGetTheSameArgumentsStandardErrorFirst) {
+    EXPECT_EQ(writtenBy([] { console_message(6, "text"); }), "Etext\nOtext\n");
+    EXPECT_EQ(writtenBy([] { console_message(1, "%s", ""); }), "E\nO\n");
+    EXPECT_EQ(writtenBy([] {
+                  console_message(1, "%s %d %s %ld %.1f %c", "1", 2, "3", 4L, 5.5, '6');
+              }),
+              "E1 2 3 4 5.5 6\nO1 2 3 4 5.5 6\n");
+    EXPECT_EQ(writtenBy([] { passOn(1, "%s %d %s %ld %.1f %c", "a", -2, "c", -4L, 0.5, 'f'); }),
+              "Ea -2 c -4 0.5 f\nOa -2 c -4 0.5 f\n");
+    const std::string text(20000, 'x');
+    EXPECT_EQ(writtenBy([&] { console_message(1, "%s", text.c_str()); }),
+              bothStreams(text + "\n"));
 }
 
 TEST_F(Console, MessageIsOutWhenTheProcessEndsAtOnce) {
-    const auto child = inChild([] {
+    const auto child = test::inChild([] {
         console_message(1, "text");
         ::_exit(0);
     });
@@ -75,75 +97,37 @@ TEST_F(Console, MessageIsOutWhenTheProcessEndsAtOnce) {
     EXPECT_EQ(child.out, "text\n");
 }
 
-TEST_F(Console, BothStreamsGetTheSameArguments) {
-    const Streams streams;
-    console_message(1, "%s %d %s %ld %.1f %c", "one", 2, "three", 4L, 5.5, '6');
-    passOn(1, "%s %d %s %ld %.1f %c", "a", -2, "c", -4L, 0.5, 'f');
-    EXPECT_EQ(streams.flushed(),
-              "err:one 2 three 4 5.5 6\nout:one 2 three 4 5.5 6\n"
-              "err:a -2 c -4 0.5 f\nout:a -2 c -4 0.5 f\n");
-}
-
 // Unlike an error, a message always gets its line feed.
 TEST_F(Console, LineFeedIsAddedToOneThatIsThere) {
-    const Streams streams;
-    console_message(1, "text\n");
-    EXPECT_EQ(streams.flushed(), "err:text\n\nout:text\n\n");
+    EXPECT_EQ(writtenBy([] { console_message(1, "text\n"); }), "Etext\n\nOtext\n\n");
 }
 
-TEST_F(Console, EmptyMessageIsALineFeed) {
-    const Streams streams;
-    console_message(1, "%s", "");
-    EXPECT_EQ(streams.flushed(), "err:\nout:\n");
-}
-
-TEST_F(Console, MessageOfAnyLengthIsWritten) {
-    const std::string text(20000, 'x');
-    const Streams streams;
-    console_message(1, "%s", text.c_str());
-    EXPECT_EQ(streams.flushed(), "err:" + text + "\nout:" + text + "\n");
-}
-
-TEST_F(Console, ProgramPathIsNotPartOfAMessage) {
-    const Streams streams;
+TEST_F(Console, NeitherProgramNorSystemErrorNorFlagMatters) {
     program_path = "/usr/sbin/panel";
-    console_message(1, "text");
-    EXPECT_EQ(streams.flushed(), "err:text\nout:text\n");
-}
-
-TEST_F(Console, SystemErrorIsNotPartOfAMessage) {
-    const Streams streams;
+    log_to_console = 0;
     errno = ENOENT;
-    console_message(1, "text");
-    EXPECT_EQ(streams.flushed(), "err:text\nout:text\n");
+    EXPECT_EQ(writtenBy([] { console_message(1, "text"); }), "Etext\nOtext\n");
 }
 
 TEST_F(Console, LevelsAboveTheThresholdAreDropped) {
     const int levels[] = {INT_MIN, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, INT_MAX};
     for (const int threshold : levels) {
         for (const int level : levels) {
-            const Streams streams;
             log_threshold = threshold;
-            console_message(level, "text");
-            passOn(level, "list");
-            EXPECT_EQ(streams.flushed(), level <= threshold ? "err:text\nout:text\n"
-                                                              "err:list\nout:list\n"
-                                                            : "")
+            const std::string expected =
+                level <= threshold ? "Etext\nOtext\nElist\nOlist\n" : "";
+            EXPECT_EQ(writtenBy([level] {
+                          console_message(level, "text");
+                          passOn(level, "list");
+                      }),
+                      expected)
                 << level << " at " << threshold;
         }
     }
 }
 
-TEST_F(Console, NoWriterLooksAtTheConsoleFlag) {
-    const Streams streams;
-    log_to_console = 0;
-    console_message(6, "text");
-    console_message(7, "text");
-    EXPECT_EQ(streams.flushed(), "err:text\nout:text\n");
-}
-
 TEST_F(Console, OutputErrorsAreIgnored) {
-    const auto child = inChild([] {
+    const auto child = test::inChild([] {
         ::close(STDERR_FILENO);
         console_message(1, "text");
         report_error(0, 1, "error");
@@ -153,18 +137,95 @@ TEST_F(Console, OutputErrorsAreIgnored) {
 }
 
 TEST_F(Console, ReadersReportsAreSilentAtFirst) {
-    const test::TempDir directory;
-    test::writeFile(directory / "zrc.conf", "NAME=abc\n");
-    const auto child = inChild([&directory] {
-        for (const std::string& path : {directory / "zrc.conf", directory / "missing"}) {
-            auto* const table = static_cast<conf_table*>(std::calloc(1, sizeof(conf_table)));
-            conf_read_file_r(path.c_str(), table);
-            conf_free_r(table);
+    EXPECT_EQ(writtenBy([] {
+                  const test::Table table;
+                  table.read("NAME=abc\n");
+                  readMissing();
+              }),
+              "");
+}
+
+// --- targets ---
+
+const char* const targets[] = {nullptr,    "console",  "CONSOLE", "ConSolE",
+                               "consoles", "CONSOLE:", "consol",  "",
+                               " console", "consola",  "bonsole", "syslog"};
+
+TEST_F(LogTarget, SetsFacilityThresholdFlagAndFunctions) {
+    for (const char* const target : targets) {
+        for (const int level : {INT_MIN, -12, -1, 0, 1, 2, 6, 7, 12, INT_MAX}) {
+            message_fn = nullptr;
+            vmessage_fn = nullptr;
+            log_threshold = log_facility = log_to_console = 77;
+            set_log_target(target, level, LOG_LOCAL3, 0, "panel");
+            const bool console = target == nullptr || model::namesConsole(target);
+            EXPECT_EQ(log_facility, LOG_LOCAL3);
+            EXPECT_EQ(log_threshold, level < 1 ? 0 : level);
+            EXPECT_EQ(log_to_console, level >= 1 && console ? 1 : 0) << level;
+            EXPECT_EQ(message_fn, target == nullptr ? ::syslog : console_message);
+            EXPECT_EQ(vmessage_fn, target == nullptr ? ::vsyslog : vconsole_message);
+            EXPECT_EQ(test::takeLogCalls().empty(), target != nullptr);
         }
-    });
-    EXPECT_TRUE(child.exited(0));
-    EXPECT_EQ(child.out, "");
-    EXPECT_EQ(child.err, "");
+    }
+}
+
+// By hand, beside the model above.
+TEST_F(LogTarget, ConsoleIsNamedByTheSevenLettersInAnyCase) {
+    std::string flags;
+    for (const char* const target : targets) {
+        set_log_target(target, 6, LOG_MAIL, 0, "panel");
+        flags += std::to_string(log_to_console);
+    }
+    EXPECT_EQ(flags, "111111000000");
+}
+
+TEST_F(LogTarget, SystemLogIsClosedAndOpenedAgainWithTheProcessId) {
+    for (int options = 0; options < 64; ++options) {
+        set_log_target(nullptr, 6, 24, options, "panel");
+        EXPECT_EQ(test::takeLogCalls(),
+                  "closelog()\nopenlog(panel, " + std::to_string(options | 1) + ", 24)\n");
+    }
+}
+
+TEST_F(LogTarget, LevelGoesToTheSystemLogUnmasked) {
+    set_log_target(nullptr, 0, LOG_MAIL, 0, "panel");  // no threshold applies
+    test::takeLogCalls();
+    for (const int level : {-1, 0, 6, 7, 8, 12, 1000, INT_MAX}) {
+        EXPECT_EQ(writtenBy([level] {
+                      message_fn(level, "%s %d", "text", 1);
+                      passOn(level, "%s %d", "list", 2);
+                  }),
+                  "");
+        const std::string priority = std::to_string(level);
+        EXPECT_EQ(test::takeLogCalls(),
+                  "syslog(" + priority + ", text 1)\nvsyslog(" + priority + ", list 2)\n");
+    }
+}
+
+TEST_F(LogTarget, ConsoleComesBackAfterTheSystemLog) {
+    set_log_target(nullptr, 6, LOG_MAIL, 0, "panel");
+    set_log_target("console", 6, LOG_MAIL, 0, "panel");
+    test::takeLogCalls();
+    EXPECT_EQ(writtenBy([] {
+                  message_fn(6, "text");
+                  message_fn(7, "text");
+                  passOn(6, "list");
+              }),
+              "Etext\nOtext\nElist\nOlist\n");
+    EXPECT_EQ(test::takeLogCalls(), "");
+}
+
+TEST_F(LogTarget, ReadersReportsGoWhereTheirLevelOfTwelveIsHeard) {
+    const std::string text =
+        "unable to open configuration file /no/such/file: No such file or directory\n";
+    set_log_target("console", 11, LOG_MAIL, 0, "panel");
+    EXPECT_EQ(writtenBy(readMissing), "");
+    set_log_target("CONSOLE", 12, LOG_MAIL, 0, "panel");
+    EXPECT_EQ(writtenBy(readMissing), bothStreams(text + "\n"));
+    set_log_target(nullptr, 1, LOG_LOCAL5, LOG_NDELAY, "panel");
+    test::takeLogCalls();
+    readMissing();
+    EXPECT_EQ(test::takeLogCalls(), "syslog(12, " + text + ")\n");
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 // report_error and vreport_error: what they write, where, and how they end.
 
-#include "zarnic/conf/diagnostics.h"
-
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -9,20 +7,21 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
+#include "tests/models/errors.h"
+#include "tests/models/streams.h"
 #include "tests/support/capture.h"
-#include "tests/unit/conf/streams.h"
+#include "zarnic/conf/diagnostics.h"
 
 namespace {
 
+using model::bothStreams;
+using model::writtenBy;
 using test::inChild;
-using test::Streams;
 
 class ErrorReport : public testing::Test {
   protected:
-    ErrorReport() { errno = 0; }
     ~ErrorReport() override {
         log_threshold = 6;
         program_path = nullptr;
@@ -37,20 +36,20 @@ class ErrorReport : public testing::Test {
     va_end(arguments);
 }
 
-// What both streams get, standard error first.
-std::string twice(const std::string& text) { return "err:" + text + "out:" + text; }
-
-TEST_F(ErrorReport, GoesToStandardErrorAndThenToStandardOutput) {
-    const Streams streams;
-    report_error(0, 1, "text");
-    EXPECT_EQ(streams.flushed(), twice("text\n"));
+// What is written of a text, and errno left as it was.
+std::string reported(const std::string& text, int error) {
+    const std::string written = writtenBy([&] {
+        errno = error;
+        report_error(0, 1, "%s", text.c_str());
+        EXPECT_EQ(errno, error);
+    });
+    EXPECT_EQ(written, bothStreams(model::reportLine(program_path, text, error)));
+    return written;
 }
 
-TEST_F(ErrorReport, InListFormGoesTheSameWay) {
-    const Streams streams;
-    errno = ENOENT;
-    passOn(0, "text");
-    EXPECT_EQ(streams.flushed(), twice("text\nSystem error 2: No such file or directory\n"));
+TEST_F(ErrorReport, GoesToStandardErrorAndThenToStandardOutput) {
+    EXPECT_EQ(reported("text", 0), "Etext\nOtext\n");
+    EXPECT_EQ(writtenBy([] { passOn(0, "%s", "text"); }).substr(0, 5), "Etext");
 }
 
 TEST_F(ErrorReport, IsOutWhenTheProcessEndsAtOnce) {
@@ -63,121 +62,69 @@ TEST_F(ErrorReport, IsOutWhenTheProcessEndsAtOnce) {
     EXPECT_EQ(child.out, "text\n");
 }
 
-TEST_F(ErrorReport, LineFeedIsNotAddedToOneThatIsThere) {
-    const Streams streams;
-    report_error(0, 1, "text\n");
-    EXPECT_EQ(streams.flushed(), twice("text\n"));
-}
-
-TEST_F(ErrorReport, EmptyTextIsALineFeed) {
-    const Streams streams;
-    report_error(0, 1, "%s", "");
-    EXPECT_EQ(streams.flushed(), twice("\n"));
-}
-
-TEST_F(ErrorReport, OfALineFeedAloneGetsNoSecondOne) {
-    const Streams streams;
-    report_error(0, 1, "\n");
-    EXPECT_EQ(streams.flushed(), twice("\n"));
-}
-
-TEST_F(ErrorReport, PercentSignsOfAnArgumentAreWrittenAsTheyAre) {
-    const Streams streams;
-    report_error(0, 1, "%s", "%s%n%d");
-    EXPECT_EQ(streams.flushed(), twice("%s%n%d\n"));
-}
-
-TEST_F(ErrorReport, SystemErrorComesBehindTheTextsOwnLineFeed) {
-    const Streams streams;
-    errno = 2;
-    report_error(0, 1, "text\n");
-    EXPECT_EQ(streams.flushed(), twice("text\n\nSystem error 2: No such file or directory\n"));
+TEST_F(ErrorReport, LineFeedAndSystemErrorAreAddedAsWrittenHere) {
+    const struct {
+        const char* program;
+        const char* text;
+        int error;
+        std::string line;
+    } rows[] = {
+        {nullptr, "text\n", 0, "text\n"},
+        {nullptr, "", 0, "\n"},
+        {nullptr, "\n", 0, "\n"},
+        {nullptr, "%s%n%d", 0, "%s%n%d\n"},
+        {nullptr, "text", 2, "text\nSystem error 2: No such file or directory\n"},
+        {nullptr, "text\n", 2, "text\n\nSystem error 2: No such file or directory\n"},
+        {nullptr, "text", -1, "text\nSystem error -1: Unknown error -1\n"},
+        {"/usr/sbin/panel", "two\nlines", 0, "panel: two\nlines\n"},
+        {"./panel", "text", 0, "panel: text\n"},
+        {"panel", "text", 0, "panel: text\n"},
+        {"/panel", "", 0, "panel: \n"},
+        {"a b/c d", "text", 0, "c d: text\n"},
+        {"%s", "text", 0, "%s: text\n"},
+        {"", "text", 0, "text\n"},
+        {"/", "text", 0, "text\n"},
+        {"/usr/sbin/", "text", 0, "text\n"},
+    };
+    for (const auto& row : rows) {
+        program_path = row.program;
+        EXPECT_EQ(reported(row.text, row.error), bothStreams(row.line));
+    }
 }
 
 TEST_F(ErrorReport, CarriesTheTextOfEverySystemError) {
     for (int error = -1; error <= 140; ++error) {
-        const Streams streams;
-        errno = error;
-        report_error(0, 1, "text");
-        const std::string text =
-            "text\nSystem error " + std::to_string(error) + ": " + std::strerror(error) + "\n";
-        EXPECT_EQ(streams.flushed(), twice(error == 0 ? "text\n" : text));
+        reported("text", error);
     }
 }
 
 // Not every wide character can be written: the C library then sets errno itself.
-void reportUnwritable() {
+TEST_F(ErrorReport, SystemErrorIsTheOneOnEntryWhateverTheFormattingSets) {
     const wchar_t unwritable[] = {static_cast<wchar_t>(0x7fffffff), 0};
-    report_error(0, 1, "%ls", unwritable);
-}
-
-TEST_F(ErrorReport, SystemErrorIsTheOneOnEntry) {
-    const Streams streams;
-    errno = 2;
-    reportUnwritable();
-    EXPECT_NE(streams.flushed().find("\nSystem error 2: No such file or directory\nout:"),
-              std::string::npos);
-}
-
-TEST_F(ErrorReport, ErrorOfTheFormattingIsNotReported) {
-    const Streams streams;
-    errno = 0;
-    reportUnwritable();
-    EXPECT_EQ(streams.flushed().find("System error"), std::string::npos);
-}
-
-TEST_F(ErrorReport, LeavesErrnoAsItWas) {
-    const Streams streams;
-    for (const int error : {0, 2, 84}) {
-        errno = error;
-        report_error(0, 1, "text");
-        EXPECT_EQ(errno, error);
-        errno = error;
-        reportUnwritable();
-        EXPECT_EQ(errno, error);
-    }
-}
-
-TEST_F(ErrorReport, BaseNameOfTheProgramComesFirst) {
-    const struct {
-        const char* path;
-        const char* prefix;
-    } cases[] = {{"/usr/sbin/panel", "panel: "}, {"./panel", "panel: "}, {"panel", "panel: "},
-                 {"/panel", "panel: "},          {"a b/c d", "c d: "},   {"%s", "%s: "}};
-    for (const auto& [path, prefix] : cases) {
-        const Streams streams;
-        program_path = path;
-        errno = 0;
-        report_error(0, 1, "two\nlines");
-        EXPECT_EQ(streams.flushed(), twice(prefix + std::string("two\nlines\n")));
-    }
-}
-
-TEST_F(ErrorReport, PathWithoutABaseNameAddsNothing) {
-    for (const char* path : {"", "/", "/usr/sbin/"}) {
-        const Streams streams;
-        program_path = path;
-        errno = 0;
-        report_error(0, 1, "text");
-        EXPECT_EQ(streams.flushed(), twice("text\n"));
+    for (const int error : {0, 2}) {
+        const std::string written = writtenBy([&] {
+            errno = error;
+            report_error(0, 1, "%ls", unwritable);
+            EXPECT_EQ(errno, error);
+        });
+        EXPECT_EQ(
+            written.find("\nSystem error 2: No such file or directory\nO") != std::string::npos,
+            error == 2);
+        EXPECT_EQ(written.find("System error") != std::string::npos, error == 2);
     }
 }
 
 void refuse(int /*level*/, const char* /*format*/, ...) { std::abort(); }
 
-TEST_F(ErrorReport, NeitherThresholdNorChannelMatters) {
-    const Streams streams;
+TEST_F(ErrorReport, NeitherThresholdNorChannelNorSecondArgumentMatters) {
     log_threshold = -1;
     message_fn = refuse;
-    report_error(0, 1, "text");
-    EXPECT_EQ(streams.flushed(), twice("text\n"));
-}
-
-TEST_F(ErrorReport, SecondArgumentDoesNotMatter) {
     for (const int unused : {-1, 0, 1, 2, 99}) {
-        const Streams streams;
-        report_error(0, unused, "text");
-        EXPECT_EQ(streams.flushed(), twice("text\n"));
+        EXPECT_EQ(writtenBy([unused] {
+                      errno = 0;
+                      report_error(0, unused, "text");
+                  }),
+                  "Etext\nOtext\n");
     }
 }
 
@@ -202,6 +149,58 @@ TEST_F(ErrorReport, ListFormEndsTheProcessToo) {
     });
     EXPECT_TRUE(child.exited(3));
     EXPECT_EQ(child.out, "text\n");
+}
+
+// --- around the size of the first buffer: what is added is there whole or not at all ---
+
+// A text in which no byte can stand for another, through several arguments: a second formatting
+// has to see each of them again.
+void expectLength(std::size_t length, const std::string& end, int error) {
+    std::string text;
+    while (text.size() < length) {
+        text += std::to_string(text.size()) + '.';
+    }
+    text.resize(length - end.size());
+    text += end;
+    const std::string written = writtenBy([&] {
+        errno = error;
+        report_error(0, 1, "%s%c%s%s", text.substr(0, 1).c_str(), text.at(1),
+                     text.substr(2, 5).c_str(), text.substr(7).c_str());
+    });
+    // Too long to be shown.
+    ASSERT_TRUE(written == bothStreams(model::reportLine(nullptr, text, error))) << length;
+}
+
+TEST(ErrorReportLength, SystemErrorIsWholeOrAbsent) {
+    for (const int error : {0, ENOENT, EPERM, EILSEQ, ENOTEMPTY, 9999}) {
+        for (std::size_t length = 4000; length <= 4200; ++length) {
+            expectLength(length, "", error);
+        }
+    }
+}
+
+TEST(ErrorReportLength, LongMessageIsWholeAndNeverLengthened) {
+    for (const int error : {0, ENOENT, 9999}) {
+        for (const std::size_t length :
+             {4094U, 4095U, 4096U, 4097U, 5000U, 8191U, 8192U, 20000U}) {
+            expectLength(length, "", error);
+            expectLength(length, "\n", error);
+        }
+    }
+}
+
+// By hand: "\nSystem error 2: No such file or directory" are 42 bytes, and 4095 fit.
+TEST(ErrorReportLength, FourThousandAndNinetyFiveBytesFit) {
+    const std::string added = "\nSystem error 2: No such file or directory";
+    ASSERT_EQ(added.size(), 42U);
+    for (const std::size_t length : {4053U, 4054U}) {
+        const std::string text(length, 'x');
+        const std::string line = text + (length == 4053 ? added : "") + "\n";
+        EXPECT_TRUE(writtenBy([&] {
+                        errno = ENOENT;
+                        report_error(0, 1, "%s", text.c_str());
+                    }) == "E" + line + "O" + line);
+    }
 }
 
 }  // namespace

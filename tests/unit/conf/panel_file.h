@@ -29,6 +29,14 @@ inline void show(const char* answer) {
 
 inline void show(int answer) { std::printf("%d\n", answer); }
 
+// What a fresh process shows; nothing may appear on its standard error.
+inline std::string answers(const std::function<void()>& body) {
+    const Captured child = inChild(body);
+    EXPECT_TRUE(child.exited(0));
+    EXPECT_EQ(child.err, "");
+    return child.out;
+}
+
 // A test with no panel file yet. It refuses to run over the machine's own /etc.
 class PanelFileTest : public testing::Test {
   protected:
@@ -41,14 +49,6 @@ class PanelFileTest : public testing::Test {
         removePanelFile();
     }
     ~PanelFileTest() override { removePanelFile(); }
-
-    // What a fresh process shows; nothing may appear on its standard error.
-    static std::string answers(const std::function<void()>& body) {
-        const Captured child = inChild(body);
-        EXPECT_TRUE(child.exited(0));
-        EXPECT_EQ(child.err, "");
-        return child.out;
-    }
 };
 
 }  // namespace test

@@ -1,194 +1,223 @@
 #include "zarnic/conf/read_configuration.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
 
-#include <map>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
-#include "tests/support/capture.h"
 #include "tests/unit/conf/table.h"
 
 namespace {
 
-using test::readText;
-using test::Report;
 using test::Reports;
 using test::Table;
+using test::TempDir;
+using Words = std::vector<std::string>;
 using namespace std::string_literals;
 
-constexpr const char* space_expected = "\nExpected a space after variable name\n";
-constexpr const char* value_expected = "\nExpected a value";
+const std::string sorted = "sorted, room for 20\n";
+const std::string bad = "12 Invalid variable definition ";
+const std::string no_space = "\nExpected a space after variable name\n";
+const std::string no_value = "\nExpected a value";
 
-Report refused(const std::string& rest, const std::string& reason) {
-    return {12, "Invalid variable definition " + rest + reason};
-}
-
-void expectEmptyAndSorted(const Table& table) {
-    EXPECT_EQ(table->nmemb, 0U);
-    EXPECT_EQ(table->size, 20U);
-    EXPECT_EQ(table->sorted, 1);
-    EXPECT_NE(table->data, nullptr);
-}
-
-TEST(ReadConfiguration, EmptyFileGivesAnEmptySortedTable) {
+// What a text comes to, by hand; the model must say the same.
+void expectRead(const std::string& text, const std::string& shown, const Words& reports) {
+    const Reports said;
     const Table table;
-    EXPECT_EQ(readText("", table), 0);
-    expectEmptyAndSorted(table);
+    EXPECT_EQ(table.read(text), 0);
+    EXPECT_EQ(table.shown(), sorted + shown);
+    EXPECT_EQ(said.all(), reports);
+    model::Table expected;
+    expected.readFile(text);
+    EXPECT_EQ(model::shown(expected), sorted + shown);
 }
 
-TEST(ReadConfiguration, BlankLinesAndCommentsGiveAnEmptySortedTable) {
-    const Reports reports;
-    const Table table;
-    EXPECT_EQ(readText("\n  \n\t\n# NAME abc\n  \t# NAME abc\n \v\f\r\n#", table), 0);
-    expectEmptyAndSorted(table);
-    EXPECT_TRUE(reports.all().empty());
-}
-
-TEST(ReadConfiguration, GivesEachPairOfTheFileWithoutAReport) {
-    const Reports reports;
-    const Table table;
-    EXPECT_EQ(readText("B  two words\nA\t1\n\n# comment\nC x # comment\nD end", table), 0);
-    EXPECT_TRUE(reports.all().empty());
-    EXPECT_EQ(table->nmemb, 4U);
-    EXPECT_EQ(table.value("D"), "end");
-    EXPECT_EQ(table.value("A"), "1");
-    EXPECT_EQ(table.value("B"), "two words");
-    EXPECT_EQ(table.value("C"), "x");
-}
-
-TEST(ReadConfiguration, SortsTheTable) {
-    const Table table;
-    EXPECT_EQ(readText("b 1\nB 2\n_ 3\na 4\n0 5\nab 6\n", table), 0);
-    EXPECT_EQ(table->sorted, 1);
-    EXPECT_EQ(table.names(), (std::vector<std::string>{"0", "B", "_", "a", "ab", "b"}));
-}
-
-TEST(ReadConfiguration, LaterValueOfANameWinsAndThereIsOneEntry) {
-    const Table table;
-    EXPECT_EQ(readText("NAME first\nOTHER x\nNAME second\n", table), 0);
-    EXPECT_EQ(table->nmemb, 2U);
-    EXPECT_EQ(table.value("NAME"), "second");
-    EXPECT_EQ(table.value("OTHER"), "x");
+TEST(ReadConfiguration, GivesThePairsOfTheFileSorted) {
+    expectRead("", "", {});
+    expectRead("\n  \n\t\n# NAME abc\n  \t# NAME abc\n \v\f\r\n#", "", {});
+    expectRead("B  two words\nA\t1\n\n# comment\nC x # comment\nD end",
+               "A|1\nB|two words\nC|x\nD|end\n", {});
+    expectRead("b 1\nB 2\n_ 3\na 4\n0 5\nab 6\n", "0|5\nB|2\n_|3\na|4\nab|6\nb|1\n", {});
+    expectRead("NAME first\nOTHER x\nNAME second\n", "NAME|second\nOTHER|x\n", {});
 }
 
 TEST(ReadConfiguration, NameJoinedByEqualsIsReportedAndTheRestIsRead) {
-    const Reports reports;
-    const Table table;
-    EXPECT_EQ(readText("A 1\n NAME=abc\nB 2\n", table), 0);
-    EXPECT_EQ(reports.all(), std::vector<Report>{refused("NAME=abc\n", space_expected)});
-    EXPECT_EQ(table.names(), (std::vector<std::string>{"A", "B"}));
+    expectRead("A 1\n NAME=abc\nB 2\n", "A|1\nB|2\n", {bad + "NAME=abc\n" + no_space});
 }
 
-TEST(ReadConfiguration, NameAloneOnItsLineIsReportedForWantOfAValue) {
-    const Reports reports;
-    const Table table;
-    EXPECT_EQ(readText("\tNAME\nB 2\n", table), 0);
-    EXPECT_EQ(reports.all(), std::vector<Report>{refused("NAME\n", value_expected)});
-    EXPECT_EQ(table.names(), std::vector<std::string>{"B"});
-}
-
-TEST(ReadConfiguration, BadLineKeepsAnEarlierValue) {
-    const Reports reports;
-    const Table table;
-    EXPECT_EQ(readText("NAME abc\nNAME\nNAME=x\n", table), 0);
-    EXPECT_EQ(table.value("NAME"), "abc");
-    EXPECT_EQ(reports.all().size(), 2U);
-}
-
-TEST(ReadConfiguration, PercentSignsOfABadLineAreReportedAsTheyAre) {
-    const Reports reports;
-    const Table table;
-    EXPECT_EQ(readText("%s%n=%d\n", table), 0);
-    EXPECT_EQ(reports.all(), std::vector<Report>{refused("%s%n=%d\n", space_expected)});
+TEST(ReadConfiguration, BadLinesAreReportedAsTheyAreAndKeepAnEarlierValue) {
+    expectRead("\tNAME\nB 2\n", "B|2\n", {bad + "NAME\n" + no_value});
+    expectRead("NAME abc\nNAME\nNAME=x\n", "NAME|abc\n",
+               {bad + "NAME\n" + no_value, bad + "NAME=x\n" + no_space});
+    expectRead("%s%n=%d\n", "", {bad + "%s%n=%d\n" + no_space});
 }
 
 TEST(ReadConfiguration, LineEndsAtItsFirstNulByte) {
-    const Reports reports;
-    const Table table;
-    const std::string text = "A x\0y\n\0B y\nC\0 z\nD \0z\nE abc \0\n"s;
-    EXPECT_EQ(readText(text, table), 0);
-    EXPECT_EQ(table.names(), (std::vector<std::string>{"A", "E"}));
-    EXPECT_EQ(table.value("A"), "x");
-    EXPECT_EQ(table.value("E"), "abc");
-    EXPECT_EQ(reports.all(), (std::vector<Report>{refused("C", space_expected),
-                                                  refused("D ", value_expected)}));
+    expectRead("A x\0y\n\0B y\nC\0 z\nD \0z\nE abc \0\n"s, "A|x\nE|abc\n",
+               {bad + "C" + no_space, bad + "D " + no_value});
 }
 
-// It counts among the white space before the value's end.
+// Only a line feed ends a line, and it counts among the white space before the value's end.
 TEST(ReadConfiguration, LineFeedBelongsToItsLine) {
-    const Table table;
-    EXPECT_EQ(readText("A abc \nB abc  \nC abc \r\nD abc ", table), 0);
-    EXPECT_EQ(table.value("A"), "abc \n");
-    EXPECT_EQ(table.value("B"), "abc  ");
-    EXPECT_EQ(table.value("C"), "abc \r");
-    EXPECT_EQ(table.value("D"), "abc");
+    expectRead("A abc \nB abc  \nC abc \r\nD abc ", "A|abc \n\nB|abc  \nC|abc \r\nD|abc\n", {});
+    expectRead("A x\rB y\n", "A|x\rB y\n", {});
 }
 
-TEST(ReadConfiguration, LineEndsAtLineFeedsOnly) {
-    const Table table;
-    EXPECT_EQ(readText("A x\rB y\n", table), 0);
-    EXPECT_EQ(table.value("A"), "x\rB y");
-    EXPECT_EQ(table->nmemb, 1U);
-}
-
-TEST(ReadConfiguration, LineMayBeOfAnyLength) {
+TEST(ReadConfiguration, LineMayBeOfAnyLengthAndLeavesNoBufferAndNoDescriptor) {
     const std::string name(70000, 'N');
     const std::string value(300000, 'v');
+    expectRead("A 1\n" + name + " " + value + "\nB 2\n",
+               "A|1\nB|2\n" + name + "|" + value + "\n", {});
     const Table table;
-    EXPECT_EQ(readText("A 1\n" + name + " " + value + "\nB 2\n", table), 0);
-    EXPECT_EQ(table.value(name), value);
-    EXPECT_EQ(table.value("B"), "2");
+    const unsigned long blocks = test::largeBlocks();
+    const std::string before = test::openDescriptors();
+    ASSERT_EQ(table.read("A 1\n#" + std::string(2 * test::large, 'x') + "\n"), 0);
+    EXPECT_EQ(test::openDescriptors(), before);
+    EXPECT_EQ(test::largeBlocks(), blocks);
 }
 
 TEST(ReadConfiguration, ReadsOverWhatTheTableHolds) {
     const Table table;
-    ASSERT_EQ(readText("KEPT 1\nREPLACED 2\n", table), 0);
-    ASSERT_EQ(readText("REPLACED 3\nADDED 4\n", table), 0);
-    EXPECT_EQ(table.names(), (std::vector<std::string>{"ADDED", "KEPT", "REPLACED"}));
-    EXPECT_EQ(table.value("KEPT"), "1");
-    EXPECT_EQ(table.value("REPLACED"), "3");
-    EXPECT_EQ(table->sorted, 1);
+    const Table other;
+    ASSERT_EQ(table.read("KEPT 1\nREPLACED 2\n"), 0);
+    ASSERT_EQ(other.read("KEPT other\n"), 0);
+    ASSERT_EQ(table.read("REPLACED 3\nADDED 4\n"), 0);
+    EXPECT_EQ(table.shown(), sorted + "ADDED|4\nKEPT|1\nREPLACED|3\n");
 }
 
-TEST(ReadConfiguration, TablesAreIndependent) {
-    const Table first;
-    const Table second;
-    ASSERT_EQ(readText("NAME first\n", first), 0);
-    ASSERT_EQ(readText("NAME second\n", second), 0);
-    EXPECT_EQ(first.value("NAME"), "first");
-    EXPECT_EQ(second.value("NAME"), "second");
-}
+// --- failures ---
 
-// A file of many definitions, few of them new, against the standard map.
-TEST(ReadConfiguration, ManyDefinitionsAgreeWithAMap) {
-    std::map<std::string, std::string> expected;
-    std::string text;
-    unsigned state = 1;
-    for (int line = 0; line < 2000; ++line) {
-        state = state * 1103515245U + 12345U;
-        const std::string name = "N" + std::to_string((state >> 16U) % 300);
-        expected[name] = std::to_string(line);
-        text.append(name).append(" ").append(expected[name]).append("\n");
-    }
+// What is left of a failed read of a table that holds B and then A.
+void expectFailure(const std::string& path, int error, const std::string& report,
+                   bool isSorted) {
     const Table table;
-    ASSERT_EQ(readText(text, table), 0);
-    EXPECT_EQ(table->nmemb, expected.size());
-    std::vector<std::string> names;
-    for (const auto& [name, value] : expected) {
-        EXPECT_EQ(table.value(name), value);
-        names.push_back(name);
-    }
-    EXPECT_EQ(table.names(), names);
+    table.add("B", "2");
+    table.add("A", "1");
+    const Reports reports;
+    const std::string descriptors = test::openDescriptors();
+    errno = 0;
+    EXPECT_EQ(conf_read_file_r(path.c_str(), table.get()), -1);
+    EXPECT_EQ(errno, error) << path;
+    EXPECT_EQ(reports.all(), Words{"12 " + report});
+    EXPECT_EQ(table.shown(), isSorted ? sorted + "A|1\nB|2\n" : "un" + sorted + "B|2\nA|1\n");
+    EXPECT_EQ(test::openDescriptors(), descriptors);
 }
 
-TEST(ReadConfiguration, LeavesNoDescriptorAndNoLineBuffer) {
+void expectFailedOpen(const std::string& path, int error) {
+    expectFailure(
+        path, error,
+        "unable to open configuration file " + path + ": " + std::strerror(error) + "\n",
+        false);
+}
+
+void expectFailedRead(const std::string& path, int error) {
+    expectFailure(path, error,
+                  std::string("Unable to read configuration file: ") + std::strerror(error),
+                  true);
+}
+
+TEST(ReadConfigurationFailures, FailedOpenKeepsItsErrorAndTheTable) {
+    const TempDir directory;
+    test::writeFile(directory / "file", "A 1\n");
+    ASSERT_EQ(::symlink("loop", (directory / "loop").c_str()), 0);
+    expectFailedOpen(directory / "missing", ENOENT);
+    expectFailedOpen(directory / "%s%n%d", ENOENT);
+    expectFailedOpen("", ENOENT);
+    expectFailedOpen(directory / "file/below", ENOTDIR);
+    expectFailedOpen(directory / "loop", ELOOP);
+    expectFailedOpen(directory / std::string(300, 'n'), ENAMETOOLONG);
+}
+
+TEST(ReadConfigurationFailures, TableIsInitialisedBeforeTheOpen) {
+    const Reports reports;
     const Table table;
-    const unsigned long blocks = test::largeBlocks();
-    const std::string before = test::openDescriptors();
-    ASSERT_EQ(readText("A 1\n#" + std::string(2 * test::large, 'x') + "\n", table), 0);
-    EXPECT_EQ(test::openDescriptors(), before);
-    EXPECT_EQ(test::largeBlocks(), blocks);
+    EXPECT_EQ(conf_read_file_r("/no/such/file", table.get()), -1);
+    EXPECT_EQ(table.shown(), sorted);
+}
+
+TEST(ReadConfigurationFailures, FailedReadKeepsItsErrorAndSortsTheTable) {
+    const TempDir directory;
+    expectFailedRead(directory.path(), EISDIR);
+    expectFailedRead("/proc/self/mem", EIO);  // nothing is mapped at its start
+}
+
+const conf_table* table_being_read = nullptr;
+std::string seen_at_the_report;
+
+void lookAround(int /*level*/, const char* /*format*/, ...) {
+    seen_at_the_report =
+        test::openDescriptors() + (table_being_read->sorted != 0 ? "sorted" : "unsorted");
+}
+
+TEST(ReadConfigurationFailures, FailedReadIsReportedWhenAllElseIsDone) {
+    const TempDir directory;
+    const Table table;
+    table.add("A", "1");
+    const std::string descriptors = test::openDescriptors();
+    table_being_read = table.get();
+    message_fn = lookAround;
+    EXPECT_EQ(conf_read_file_r(directory.path().c_str(), table.get()), -1);
+    message_fn = console_message;
+    EXPECT_EQ(seen_at_the_report, descriptors + "sorted");
+}
+
+void ignoreSignal(int /*signal*/) {}
+
+// Has a signal sent to this process again and again, which interrupts a read that waits.
+void interruptOften() {
+    struct sigaction action = {};
+    action.sa_handler = ignoreSignal;  // and no SA_RESTART
+    ::sigaction(SIGUSR1, &action, nullptr);
+    sigevent event = {};
+    event.sigev_notify = SIGEV_SIGNAL;
+    event.sigev_signo = SIGUSR1;
+    timer_t timer = {};
+    const itimerspec often = {{0, 1000000}, {0, 1000000}};
+    if (::timer_create(CLOCK_MONOTONIC, &event, &timer) != 0 ||
+        ::timer_settime(timer, 0, &often, nullptr) != 0) {
+        std::perror("timer");
+        std::_Exit(1);
+    }
+}
+
+// Reads a text from a pipe that nobody ever closes, so that the text is followed by an
+// interrupted read. A child does it: a reader that tries again would never come back.
+std::string readInterrupted(const std::string& text) {
+    const test::Captured child = test::inChild([&text] {
+        const TempDir directory;
+        const std::string path = directory / "pipe";
+        const bool made = ::mkfifo(path.c_str(), 0600) == 0;
+        const int kept = ::open(path.c_str(), O_RDWR);
+        if (!made || ::write(kept, text.data(), text.size()) < 0) {
+            std::_Exit(1);
+        }
+        interruptOften();
+        const Reports reports;
+        const Table table;
+        const int result = conf_read_file_r(path.c_str(), table.get());
+        std::printf("%d %s\n%s", result, std::strerror(errno), table.shown().c_str());
+        for (const std::string& report : reports.all()) {
+            std::printf("%s.", report.c_str());
+        }
+    });
+    EXPECT_TRUE(child.exited(0)) << child.err;
+    return child.out;
+}
+
+TEST(ReadConfigurationFailures, WhatCameBeforeAReadErrorIsKeptAndReported) {
+    const std::string failed = "-1 Interrupted system call\n" + sorted;
+    const std::string told = "12 Unable to read configuration file: Interrupted system call.";
+    EXPECT_EQ(readInterrupted("B 2\nA 1\n"), failed + "A|1\nB|2\n" + told);
+    EXPECT_EQ(readInterrupted("A=1\n"), failed + bad + "A=1\n" + no_space + "." + told);
 }
 
 }  // namespace

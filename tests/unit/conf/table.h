@@ -3,19 +3,26 @@
 
 #pragma once
 
-#include <iosfwd>
+#include <malloc.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "zarnic/conf/read_configuration.h"
+#include "tests/models/configuration_shown.h"
+#include "tests/support/capture.h"
+#include "zarnic/conf/diagnostics.h"
 
 namespace test {
 
 // A zeroed table, released at the end.
 class Table {
   public:
-    Table();
-    ~Table();
+    Table() = default;
+    ~Table() { conf_free_r(table_); }
     Table(const Table&) = delete;
     Table& operator=(const Table&) = delete;
 
@@ -23,45 +30,71 @@ class Table {
     conf_table* operator->() const { return table_; }
     conf_table& operator*() const { return *table_; }
 
-    // The value of a name, or "(absent)".
-    std::string value(const std::string& name) const;
+    // As the model shows a table.
+    std::string shown() const { return model::shown(table_); }
 
-    // The names in use, in the order of the table.
-    std::vector<std::string> names() const;
+    // The value of a name, or "(none)".
+    std::string value(const std::string& name) const {
+        const char* const value = conf_get_r(name.c_str(), table_);
+        return value == nullptr ? "(none)" : value;
+    }
 
-    // Adds names with the number of each as its value, and fails the test when that fails.
-    void addNumbered(const std::string& prefix, int first, int last);
+    int add(const std::string& name, const std::string& value) const {
+        return conf_add_r(name.c_str(), value.c_str(), table_);
+    }
+
+    // Reads a text as a configuration file, and leaves the reader's errno.
+    int read(const std::string& text) const {
+        int result = 0;
+        int error = 0;
+        {
+            const TempDir directory;
+            writeFile(directory / "zrc.conf", text);
+            result = conf_read_file_r((directory / "zrc.conf").c_str(), table_);
+            error = errno;
+        }
+        errno = error;
+        return result;
+    }
 
   private:
-    conf_table* table_;
+    conf_table* const table_ = static_cast<conf_table*>(std::calloc(1, sizeof(conf_table)));
 };
 
-// Reads a text as a configuration file and returns the reader's result.
-int readText(const std::string& text, const Table& table);
+inline std::vector<std::string> recorded;
 
-struct Report {
-    int level;
-    std::string text;
-
-    bool operator==(const Report&) const = default;
-};
-
-std::ostream& operator<<(std::ostream& out, const Report& report);
+[[gnu::format(printf, 2, 3)]] inline void record(int level, const char* format, ...) {
+    char text[8192];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    recorded.push_back(std::to_string(level) + " " + text);
+    errno = EDOM;
+}
 
 // While one lives, message_fn is a recorder that also spoils errno, as any channel may.
 class Reports {
   public:
-    Reports();
-    ~Reports();
+    Reports() {
+        recorded.clear();
+        message_fn = record;
+    }
+    ~Reports() { message_fn = console_message; }
     Reports(const Reports&) = delete;
     Reports& operator=(const Reports&) = delete;
 
-    const std::vector<Report>& all() const;
+    // Each with its level before it.
+    const std::vector<std::string>& all() const { return recorded; }
 };
 
 // A length above which a block of the heap is a mapping of its own, and how many of those this
 // process has. A sanitizer keeps no such count, but finds the leak itself.
 constexpr unsigned long large = 1UL << 20U;
-unsigned long largeBlocks();
+inline unsigned long largeBlocks() {
+    // Set, so that the C library does not raise it whenever such a block is freed.
+    ::mallopt(M_MMAP_THRESHOLD, large / 2);
+    return ::mallinfo2().hblks;
+}
 
 }  // namespace test

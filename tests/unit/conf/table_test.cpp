@@ -1,22 +1,23 @@
-// Making, filling, growing and releasing a table.
-
-#include "zarnic/conf/read_configuration.h"
+// Making, filling, growing, sorting, searching and releasing a table.
 
 #include <gtest/gtest.h>
-#include <malloc.h>
 
+#include <cerrno>
+#include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <type_traits>
 #include <vector>
 
 #include "tests/unit/conf/table.h"
+#include "zarnic/conf/read_configuration.h"
 
 namespace {
 
+using test::Reports;
 using test::Table;
+using Words = std::vector<std::string>;
 
 static_assert(std::is_same_v<decltype(conf_table::data), conf_entry*>);
 static_assert(std::is_same_v<decltype(conf_table::size), std::uint64_t>);
@@ -24,201 +25,204 @@ static_assert(std::is_same_v<decltype(conf_table::nmemb), std::uint64_t>);
 static_assert(std::is_same_v<decltype(conf_table::sorted), std::int32_t>);
 static_assert(std::is_trivial_v<conf_table>, "made by calloc");
 
-TEST(Table, FirstInitialisationGivesTwentyZeroedSlots) {
-    ::mallopt(M_PERTURB, 0x5a);  // memory that nobody zeroes holds something else
-    const Table table;
-    table->size = 7;
-    table->nmemb = 5;
-    EXPECT_EQ(conf_init_r(table.get()), 0);
-    EXPECT_EQ(table->size, 20U);
-    EXPECT_EQ(table->nmemb, 0U);
-    EXPECT_EQ(table->sorted, 1);
-    ASSERT_NE(table->data, nullptr);
-    for (std::uint64_t i = 0; i < table->size; ++i) {
-        EXPECT_EQ(table->data[i].name, nullptr);
-        EXPECT_EQ(table->data[i].value, nullptr);
-    }
-}
+// --- by hand ---
 
-TEST(Table, InitialisationWithRoomDoesNothing) {
-    const Table table;
-    ASSERT_EQ(conf_init_r(table.get()), 0);
-    for (int count = 0; count < 20; ++count) {
-        const conf_table before = *table;
-        EXPECT_EQ(conf_init_r(table.get()), 0);
-        EXPECT_EQ(std::memcmp(&before, table.get(), sizeof before), 0);
-        table.get()->sorted = count % 2;
-        ASSERT_EQ(conf_add_r(std::to_string(count).c_str(), "x", table.get()), 0);
-    }
-}
-
-TEST(Table, AddAppendsAtTheEnd) {
-    const Table table;
-    ASSERT_EQ(conf_add_r("B", "2", table.get()), 0);
-    ASSERT_EQ(conf_add_r("A", "1", table.get()), 0);
-    ASSERT_EQ(conf_add_r("C", "3", table.get()), 0);
-    EXPECT_EQ(table.names(), (std::vector<std::string>{"B", "A", "C"}));
-    EXPECT_STREQ(table->data[1].value, "1");
-}
-
-TEST(Table, AddCopiesNameAndValue) {
-    char name[] = "NAME";
-    char value[] = "abc";
+TEST(Table, AddAppendsCopiesAndReplacesInPlace) {
+    char name[] = "B";
+    char value[] = "2";
     const Table table;
     ASSERT_EQ(conf_add_r(name, value, table.get()), 0);
-    name[0] = 'X';
-    value[0] = 'X';
-    EXPECT_EQ(table.value("NAME"), "abc");
-    EXPECT_EQ(table.value("XAME"), "(absent)");
+    name[0] = value[0] = 'X';
+    ASSERT_EQ(table.add("A", "1"), 0);
+    ASSERT_EQ(table.add("", ""), 0);
+    ASSERT_EQ(table.add("a = \xff", "#"), 0);
+    EXPECT_EQ(table.shown(), "unsorted, room for 20\nB|2\nA|1\n|\na = \xff|#\n");
+    const char* const kept = table->data[0].name;
+    ASSERT_EQ(table.add("B", "new"), 0);
+    EXPECT_EQ(table.shown(), "unsorted, room for 20\nB|new\nA|1\n|\na = \xff|#\n");
+    EXPECT_EQ(table->data[0].name, kept);
 }
 
-TEST(Table, AddTakesAnyBytes) {
+TEST(Table, SortedIsKeptByReplacingAndLostByAppending) {
     const Table table;
-    ASSERT_EQ(conf_add_r("", "empty", table.get()), 0);
-    ASSERT_EQ(conf_add_r("a name = \xff", "", table.get()), 0);
-    EXPECT_EQ(table.value(""), "empty");
-    EXPECT_EQ(table.value("a name = \xff"), "");
-}
-
-TEST(Table, AppendingMakesItUnsortedEvenInOrder) {
-    const Table table;
-    ASSERT_EQ(conf_add_r("A", "1", table.get()), 0);
-    EXPECT_EQ(table->sorted, 0);
-    table->sorted = 1;
-    ASSERT_EQ(conf_add_r("B", "2", table.get()), 0);
-    EXPECT_EQ(table->sorted, 0);
-}
-
-TEST(Table, ReplacingLeavesSortedAsItWas) {
-    const Table table;
-    ASSERT_EQ(conf_add_r("A", "1", table.get()), 0);
-    ASSERT_EQ(conf_add_r("A", "2", table.get()), 0);
-    EXPECT_EQ(table->sorted, 0);
+    ASSERT_EQ(conf_init_r(table.get()), 0);
+    EXPECT_EQ(table.shown(), "sorted, room for 20\n");
+    table.add("A", "1");
+    EXPECT_EQ(table.shown(), "unsorted, room for 20\nA|1\n");  // even in order
     conf_finalize_r(table.get());
-    ASSERT_EQ(conf_add_r("A", "3", table.get()), 0);
-    EXPECT_EQ(table->sorted, 1);
+    table.add("A", "2");
+    EXPECT_EQ(table.shown(), "sorted, room for 20\nA|2\n");
+    table.add("B", "3");
+    EXPECT_EQ(table.shown(), "unsorted, room for 20\nA|2\nB|3\n");
 }
 
-TEST(Table, ReplacingKeepsTheEntryAndItsPlace) {
+TEST(Table, FinalisingSortsByBytes) {
     const Table table;
-    ASSERT_EQ(conf_add_r("B", "2", table.get()), 0);
-    ASSERT_EQ(conf_add_r("A", "1", table.get()), 0);
-    const char* const name = table->data[0].name;
-    ASSERT_EQ(conf_add_r("B", "new", table.get()), 0);
-    EXPECT_EQ(table->nmemb, 2U);
-    EXPECT_EQ(table->data[0].name, name);
-    EXPECT_STREQ(table->data[0].value, "new");
-    EXPECT_STREQ(table->data[1].value, "1");
-}
-
-TEST(Table, ReplacingReleasesTheOldValueAndTheNewNamesCopy) {
-    const std::string name(test::large, 'N');
-    const std::string value(test::large, 'v');
-    const Table table;
-    ASSERT_EQ(conf_add_r(name.c_str(), value.c_str(), table.get()), 0);
-    const unsigned long blocks = test::largeBlocks();
-    ASSERT_EQ(conf_add_r(name.c_str(), value.c_str(), table.get()), 0);
-    EXPECT_EQ(test::largeBlocks(), blocks);
+    for (const char* const name :
+         {"b", "\xff", "_", "aa", "B", "", "0", "a", "\x80", "A", "ab"}) {
+        table.add(name, "x");
+    }
+    conf_finalize_r(table.get());
+    EXPECT_EQ(table.shown(),
+              "sorted, room for 20\n|x\n0|x\nA|x\nB|x\n_|x\na|x\naa|x\nab|x\nb|x\n"
+              "\x80|x\n\xff|x\n");
 }
 
 TEST(Table, ValueMayBeReplacedByItself) {
     const Table table;
-    ASSERT_EQ(conf_add_r("NAME", "abc", table.get()), 0);
-    const conf_entry& entry = table->data[0];
-    ASSERT_EQ(conf_add_r(entry.name, entry.value, table.get()), 0);
-    EXPECT_EQ(table.value("NAME"), "abc");
-    EXPECT_EQ(table->nmemb, 1U);
+    table.add("NAME", "abc");
+    ASSERT_EQ(conf_add_r(table->data[0].name, table->data[0].value, table.get()), 0);
+    EXPECT_EQ(table.shown(), "unsorted, room for 20\nNAME|abc\n");
 }
 
-// A table of the given capacity and count whose slots hold nothing.
-void prepare(const Table& table, std::uint64_t size, std::uint64_t nmemb) {
-    table->data = static_cast<conf_entry*>(
-        std::calloc(static_cast<std::size_t>(size) + 1, sizeof(conf_entry)));
-    table->size = size;
-    table->nmemb = nmemb;
-    table->sorted = 1;
-}
-
-void expectNothingBeyond(const Table& table, std::uint64_t first) {
-    for (std::uint64_t i = first; i < table->size; ++i) {
-        EXPECT_EQ(table->data[i].name, nullptr) << i;
-        EXPECT_EQ(table->data[i].value, nullptr) << i;
-    }
-}
-
-TEST(TableGrowth, DoublesAFullTableAndKeepsTheEntries) {
-    Table table;
+TEST(Table, DoublesWhenItIsFull) {
+    const Table table;
     for (int number = 1; number <= 100; ++number) {
-        table.addNumbered("N", number, number);
+        ASSERT_EQ(table.add("N" + std::to_string(number), "x"), 0);
         EXPECT_EQ(table->size, number > 80   ? 160U
                                : number > 40 ? 80U
                                : number > 20 ? 40U
                                              : 20U);
     }
-    EXPECT_EQ(table->nmemb, 100U);
-    for (int number = 1; number <= 100; ++number) {
-        EXPECT_EQ(table.value("N" + std::to_string(number)), std::to_string(number));
-    }
 }
 
-TEST(TableGrowth, ZeroesTheNewSlots) {
+// --- all short sequences of operations against the model ---
+
+struct Operation {
+    void (*expected)(model::Table&);
+    void (*actual)(const Table&);
+};
+
+const Operation operations[] = {
+    {[](model::Table& table) { table.makeRoom(); },
+     [](const Table& table) { EXPECT_EQ(conf_init_r(table.get()), 0); }},
+    {[](model::Table& table) { table.add("C", "1"); },
+     [](const Table& table) { EXPECT_EQ(table.add("C", "1"), 0); }},
+    {[](model::Table& table) { table.add("A", "2"); },
+     [](const Table& table) { EXPECT_EQ(table.add("A", "2"), 0); }},
+    {[](model::Table& table) { table.add("B", "3"); },
+     [](const Table& table) { EXPECT_EQ(table.add("B", "3"), 0); }},
+    {[](model::Table& table) { table.add("A", "4"); },
+     [](const Table& table) { EXPECT_EQ(table.add("A", "4"), 0); }},
+    {[](model::Table& table) { table.sort(); },
+     [](const Table& table) { conf_finalize_r(table.get()); }},
+    {[](model::Table& table) { table.readFile("BAD\nB read\n"); },
+     [](const Table& table) { EXPECT_EQ(table.read("BAD\nB read\n"), 0); }},
+};
+
+// On a table of so many entries; each digit of `sequence`, to the base of the operations, is
+// one.
+void compare(int entries, unsigned sequence) {
     ::mallopt(M_PERTURB, 0x5a);  // memory that nobody zeroes holds something else
-    Table table;
-    table.addNumbered("N", 1, 20);
-    EXPECT_EQ(conf_init_r(table.get()), 0);
-    EXPECT_EQ(table->size, 40U);
-    expectNothingBeyond(table, 20);
-    table.addNumbered("N", 21, 41);
-    EXPECT_EQ(table->size, 80U);
-    expectNothingBeyond(table, 41);
-}
-
-TEST(TableGrowth, LeavesCountAndOrderAsTheyWere) {
-    for (const int sorted : {0, 1}) {
-        const Table table;
-        prepare(table, 20, 20);
-        table->sorted = sorted;
-        EXPECT_EQ(conf_init_r(table.get()), 0);
-        EXPECT_EQ(table->size, 40U);
-        EXPECT_EQ(table->nmemb, 20U);
-        EXPECT_EQ(table->sorted, sorted);
-        table->nmemb = 0;
+    model::Table expected;
+    const Table table;
+    ASSERT_EQ(conf_init_r(table.get()), 0);
+    for (int i = 0; i < entries; ++i) {
+        expected.add("N" + std::to_string(i), "x");
+        table.add("N" + std::to_string(i), "x");
     }
-}
-
-TEST(TableGrowth, ReplacingInAFullTableGrowsItFirst) {
-    Table table;
-    table.addNumbered("N", 1, 20);
-    ASSERT_EQ(conf_add_r("N7", "new", table.get()), 0);
-    EXPECT_EQ(table->nmemb, 20U);
-    EXPECT_EQ(table->size, 40U);
-    EXPECT_EQ(table.value("N7"), "new");
-}
-
-TEST(TableGrowth, ReadingAnEmptyFileIntoAFullTableGrowsIt) {
-    Table table;
-    table.addNumbered("N", 1, 20);
-    ASSERT_EQ(test::readText("", table), 0);
-    EXPECT_EQ(table->size, 40U);
-    EXPECT_EQ(table->nmemb, 20U);
-}
-
-TEST(TableGrowth, DoublesUpToTwiceTheCapacityAndFromNothingTakesTwenty) {
-    for (const std::uint64_t size : {0U, 1U, 2U, 5U, 19U}) {
-        for (std::uint64_t nmemb = size; nmemb <= 2 * size + 1; ++nmemb) {
-            const Table table;
-            prepare(table, size, nmemb);
-            EXPECT_EQ(conf_init_r(table.get()), 0);
-            const bool doubles = size != 0 && nmemb <= 2 * size;
-            EXPECT_EQ(table->size, doubles ? 2 * size : nmemb + 20) << size << " and " << nmemb;
-            EXPECT_EQ(table->nmemb, nmemb);
-            expectNothingBeyond(table, size);
+    for (; sequence > 0; sequence /= 8) {
+        if (sequence % 8 != 0) {
+            operations[sequence % 8 - 1].expected(expected);
+            operations[sequence % 8 - 1].actual(table);
+        }
+        ASSERT_EQ(table.shown(), model::shown(expected));
+        for (const char* const name : {"A", "B", "C", "N0", "N19", "", "AA", "a"}) {
+            ASSERT_EQ(table.value(name), expected.valueOf(name)) << name;
         }
     }
 }
 
-// The release of one that was made of large blocks only, so that each shows.
-TEST(Table, ReleaseFreesEverySlotUpToTheCapacityTheArrayAndTheStructure) {
+TEST(Table, AllShortSequencesAreAsTheModel) {
+    const Reports reports;
+    for (const int entries : {0, 19, 20}) {
+        for (unsigned sequence = 0; sequence < 8 * 8 * 8 && !HasFailure(); ++sequence) {
+            SCOPED_TRACE(std::to_string(entries) + " entries, sequence " +
+                         std::to_string(sequence));
+            compare(entries, sequence);
+        }
+    }
+}
+
+// --- tables of which only some other code can have made what they say of themselves ---
+
+TEST(Table, FirstInitialisationTakesWhatTheCountersSayForNothing) {
+    ::mallopt(M_PERTURB, 0x5a);
+    const Table table;
+    table->size = 7;
+    table->nmemb = 5;
+    EXPECT_EQ(conf_init_r(table.get()), 0);
+    EXPECT_EQ(table.shown(), "sorted, room for 20\n");
+}
+
+TEST(Table, InitialisationAndFinalisingBelieveTheSortedFlag) {
+    const Table table;
+    table.add("B", "2");
+    table.add("A", "1");
+    table->sorted = 1;
+    EXPECT_EQ(conf_init_r(table.get()), 0);
+    conf_finalize_r(table.get());
+    EXPECT_EQ(table.shown(), "sorted, room for 20\nB|2\nA|1\n");
+}
+
+// A search in halves misses the ends of a table that is in the opposite order; one that looks
+// at every entry would find them.
+TEST(Table, SortedOneIsSearchedInHalves) {
+    const Table table;
+    for (const char* const name : {"C", "B", "A"}) {
+        table.add(name, "x");
+    }
+    table->sorted = 1;
+    EXPECT_EQ(table.value("A") + table.value("C"), "(none)(none)");
+    table->sorted = 0;
+    EXPECT_EQ(table.value("A") + table.value("C"), "xx");
+}
+
+TEST(Table, SlotsBeyondTheCountAreNotLookedAt) {
+    const Table table;
+    table.add("A", "1");
+    table.add("B", "2");
+    table->nmemb = 1;
+    for (const int sorted : {0, 1}) {
+        table->sorted = sorted;
+        EXPECT_EQ(table.value("B"), "(none)");
+    }
+    table->nmemb = 0;
+    EXPECT_EQ(table.value("A"), "(none)");
+    table->nmemb = 2;
+}
+
+TEST(Table, GrowsToTwiceItsSizeOrByTwentyWhereThatIsNotEnough) {
+    for (const std::uint64_t size : {0U, 1U, 2U, 5U, 19U}) {
+        for (std::uint64_t count = size; count <= 2 * size + 1; ++count) {
+            const Table table;
+            table->data = static_cast<conf_entry*>(
+                std::calloc(static_cast<std::size_t>(size) + 1, sizeof(conf_entry)));
+            table->size = size;
+            table->nmemb = count;
+            EXPECT_EQ(conf_init_r(table.get()), 0);
+            const bool doubles = size != 0 && count <= 2 * size;
+            EXPECT_EQ(table->size, doubles ? 2 * size : count + 20) << size << " and " << count;
+            EXPECT_EQ(table->nmemb, count);
+            EXPECT_EQ(table->sorted, 0);
+            table->nmemb = 0;
+            EXPECT_EQ(table.shown().find("stray"), std::string::npos);
+        }
+    }
+}
+
+// --- releases, seen by blocks large enough to be counted ---
+
+TEST(TableRelease, ReplacingFreesTheOldValueAndTheNewNamesCopy) {
+    const std::string text(test::large, 'v');
+    const Table table;
+    ASSERT_EQ(table.add(text, text), 0);
+    const unsigned long blocks = test::largeBlocks();
+    ASSERT_EQ(table.add(text, text), 0);
+    EXPECT_EQ(test::largeBlocks(), blocks);
+}
+
+TEST(TableRelease, FreesEverySlotUpToTheCapacityTheArrayAndTheStructure) {
     constexpr std::uint64_t capacity = test::large / sizeof(conf_entry);
     const auto largeString = [] { return static_cast<char*>(std::calloc(test::large, 1)); };
     const unsigned long before = test::largeBlocks();
@@ -233,14 +237,78 @@ TEST(Table, ReleaseFreesEverySlotUpToTheCapacityTheArrayAndTheStructure) {
     EXPECT_EQ(test::largeBlocks(), before);
 }
 
-TEST(Table, ReleaseTakesATableThatWasNeverInitialised) {
+TEST(TableRelease, TakesATableThatWasNeverInitialisedAndNone) {
     const unsigned long before = test::largeBlocks();
     auto* const table = static_cast<conf_table*>(std::calloc(test::large, 1));
     table->size = 3;  // without data there is nothing to walk
     conf_free_r(table);
     EXPECT_EQ(test::largeBlocks(), before);
+    conf_free_r(nullptr);
 }
 
-TEST(Table, ReleaseIgnoresNull) { conf_free_r(nullptr); }
+// --- tables that hold more, as they say, than can be doubled: out of memory without a request
+// ---
+
+constexpr std::uint64_t too_many = std::uint64_t{1} << 59U;
+const std::string no_room = "12 Unable to read configuration: Cannot allocate memory";
+
+TEST(TableOverfull, GrowingIsRefusedAndLeavesTheTable) {
+    for (const std::uint64_t count :
+         {too_many, too_many + 2, too_many * 2, too_many * 16 - 2, ~std::uint64_t{20},
+          ~std::uint64_t{19}, ~std::uint64_t{0}}) {
+        const Table table;
+        table.add("A", "1");
+        conf_table said = *table;
+        said.size = said.nmemb = count;
+        const Reports reports;
+        for (const auto& operation : {+[](conf_table* one) { return conf_init_r(one); },
+                                      +[](conf_table* one) {  // before the open
+                                          return conf_read_file_r("/no/such/file", one);
+                                      }}) {
+            errno = 0;
+            EXPECT_EQ(operation(&said), -1);
+            EXPECT_EQ(errno, ENOMEM);
+            EXPECT_EQ(said.data, table->data);
+            EXPECT_EQ(said.size, count);
+            EXPECT_EQ(said.nmemb, count);
+            EXPECT_EQ(said.sorted, 0);
+        }
+        EXPECT_EQ(reports.all(), Words({no_room, no_room}));
+    }
+}
+
+conf_table* filled = nullptr;
+conf_table before_filling;
+
+// A channel that makes the table overfull when it hears of the first bad line.
+[[gnu::format(printf, 2, 3)]] void fillUp(int level, const char* format, ...) {
+    if (test::recorded.empty()) {
+        before_filling = *filled;
+        filled->size = filled->nmemb = too_many;
+    }
+    char text[200];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    test::record(level, "%s", text);
+}
+
+TEST(TableOverfull, FailedAdditionEndsTheReadUnsortedAndWithoutAReportOfTheRead) {
+    const Table table;
+    const std::string descriptors = test::openDescriptors();
+    filled = table.get();
+    const Reports reports;
+    message_fn = fillUp;
+    const int result = table.read("B 2\nA 1\nBAD\nC 3\nBAD\nD 4\n");
+    EXPECT_EQ(errno, ENOMEM);
+    table->size = before_filling.size;
+    table->nmemb = before_filling.nmemb;
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(reports.all(),
+              Words({"12 Invalid variable definition BAD\n\nExpected a value", no_room}));
+    EXPECT_EQ(table.shown(), "unsorted, room for 20\nB|2\nA|1\n");
+    EXPECT_EQ(test::openDescriptors(), descriptors);
+}
 
 }  // namespace
