@@ -4,6 +4,7 @@
 
 #include "tests/failures/memory/refusal.h"
 #include "tests/support/capture.h"
+#include "tests/support/system_log.h"
 #include "zarnic/conf/autoprepend.h"
 #include "zarnic/conf/diagnostics.h"
 
@@ -93,6 +94,22 @@ TEST(RefusedReport, ChangingTheTargetAsksForNothing) {
     const Attempt attempt(1, true, test::Refused::caller);
     EXPECT_FALSE(attempt.run([] { set_log_target("console", 6, log_facility, 0, "test"); }));
     EXPECT_FALSE(attempt.refused());
+}
+
+TEST(RefusedReport, SystemLogIsChosenAndReachedWithoutMemory) {
+    test::takeLogCalls();
+    const Attempt attempt(1, true, test::Refused::caller);
+    EXPECT_FALSE(attempt.run([] {
+        set_log_target(nullptr, 6, 16, 0,
+                       "an identity that is too long to be kept in a string");
+        message_fn(6, "said %s", "once");
+    }));
+    EXPECT_FALSE(attempt.refused());
+    EXPECT_EQ(
+        test::takeLogCalls(),
+        "closelog()\nopenlog(an identity that is too long to be kept in a string, 1, 16)\n"
+        "syslog(6, said once)\n");
+    set_log_target("console", 6, 16, 0, "test");
 }
 
 // The variables' file is in the private /etc of this program.
