@@ -1,115 +1,96 @@
+// Reports, messages and the panel's variables with memory refused.
+
+#include "zarnic/conf/diagnostics.h"
+
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "tests/failures/memory/refusal.h"
 #include "tests/support/capture.h"
 #include "tests/support/system_log.h"
 #include "zarnic/conf/autoprepend.h"
-#include "zarnic/conf/diagnostics.h"
 
 namespace {
 
 using test::Attempt;
+using test::Captured;
 using test::forEveryRefusal;
+using test::Refused;
 
 const std::string no_memory = "Can't allocate memory for error message\n";
+const std::string no_table =
+    "Not enough memory to allocate Zarnic runtime configuration structure\n"
+    "\nSystem error 12: Cannot allocate memory\n";
 
-// The blocks of this process, none of them a stream's, which would stay.
-long blocksWithoutStreams() {
-    static_cast<void>(std::setvbuf(stdout, nullptr, _IONBF, 0));
-    return test::liveBlocks();
-}
-
-// Runs in a child, which leaves no block over.
+// Runs in a child, whose streams have no blocks of their own. It ends with 90 where the
+// operation throws, with 89 where it leaves a block over, and else with what it returns. Both
+// streams get the same.
 template <class Operation>
-test::Captured captured(const Attempt& attempt, const Operation& operation) {
-    return test::inChild([&] {
-        const long before = blocksWithoutStreams();
-        if (attempt.run(operation)) {
+Captured captured(const Attempt& attempt, const Operation& operation) {
+    const Captured child = test::inChild([&] {
+        static_cast<void>(std::setvbuf(stdout, nullptr, _IONBF, 0));
+        const long before = test::liveBlocks();
+        int status = 0;
+        if (attempt.run([&] { status = operation(); })) {
             std::_Exit(90);
         }
-        std::_Exit(test::liveBlocks() == before ? 0 : 89);
+        std::_Exit(test::liveBlocks() == before ? status : 89);
     });
-}
-
-TEST(RefusedReport, IsWrittenToBothStreamsWholeOrAsALackOfMemory) {
-    forEveryRefusal([](Attempt& attempt) {
-        const test::Captured child = captured(attempt, [] {
-            errno = ENOENT;
-            report_error(0, 1, "cannot find %s", "it");
-            if (errno != ENOENT) {
-                std::_Exit(91);
-            }
-        });
-        const std::string whole = "cannot find it\nSystem error 2: No such file or directory\n";
-        EXPECT_TRUE(child.exited(0)) << child.status;
-        EXPECT_TRUE(child.out == whole || child.out == no_memory) << child.out;
-        EXPECT_EQ(child.err, child.out);
-    });
-}
-
-TEST(RefusedReport, LongOneIsCutWhenItsRoomIsRefused) {
-    const std::string text(5000, 'x');
-    forEveryRefusal([&text](Attempt& attempt) {
-        const test::Captured child = captured(attempt, [&] {
-            errno = ENOENT;
-            report_error(0, 1, "%s", text.c_str());
-        });
-        EXPECT_TRUE(child.exited(0)) << child.status;
-        EXPECT_TRUE(child.out == text + "\n" || child.out == text.substr(0, 4095) + "\n" ||
-                    child.out == no_memory)
-            << child.out;
-        EXPECT_EQ(child.err, child.out);
-    });
-}
-
-TEST(RefusedReport, LongOneIsCutExactlyWhereItsEnlargementIsRefused) {
-    const std::string text(5000, 'x');
-    const Attempt enlargement(2, false, test::Refused::caller);
-    const test::Captured child = captured(enlargement, [&] {
-        errno = ENOENT;
-        report_error(0, 1, "%s", text.c_str());
-    });
-    EXPECT_EQ(child.out, text.substr(0, 4095) + "\n");
     EXPECT_EQ(child.err, child.out);
+    return child;
+}
+
+Captured report(const Attempt& attempt, int exit_status, const std::string& text) {
+    return captured(attempt, [&] {
+        errno = ENOENT;
+        report_error(exit_status, 1, "%s", text.c_str());
+        return errno == ENOENT ? 0 : 91;
+    });
+}
+
+TEST(RefusedReport, IsWholeOrCutOrALackOfMemory) {
+    const std::string longer(5000, 'x');
+    for (const std::string& text : {std::string("cannot find it"), longer}) {
+        const std::string whole =
+            text == longer ? text : text + "\nSystem error 2: No such file or directory";
+        forEveryRefusal([&](Attempt& attempt) {
+            const Captured child = report(attempt, 0, text);
+            EXPECT_TRUE(child.exited(0)) << child.status;
+            EXPECT_TRUE(child.out == whole + "\n" || child.out == no_memory ||
+                        (text == longer && child.out == longer.substr(0, 4095) + "\n"))
+                << child.out;
+        });
+    }
+    const Attempt enlargement(2, false, Refused::caller);
+    EXPECT_EQ(report(enlargement, 0, longer).out, longer.substr(0, 4095) + "\n");
 }
 
 TEST(RefusedReport, ExitStatusIsTheReportersInAnyCase) {
-    forEveryRefusal([](Attempt& attempt) {
-        const test::Captured child = captured(attempt, [] { report_error(7, 1, "the end"); });
-        EXPECT_TRUE(child.exited(7)) << child.status;
-    });
+    forEveryRefusal(
+        [](Attempt& attempt) { EXPECT_TRUE(report(attempt, 7, "the end").exited(7)); });
 }
 
-TEST(RefusedReport, ConsoleMessageReachesBothStreamsWithoutMemory) {
-    const Attempt attempt(1, true, test::Refused::caller);
-    const test::Captured child = captured(attempt, [] { message_fn(6, "said %s", "once"); });
+TEST(RefusedReport, MessagesAndTargetsAskForNothing) {
+    const Attempt attempt(1, true, Refused::caller);
+    const Captured child = captured(attempt, [] {
+        message_fn(6, "said %s", "once");
+        return 0;
+    });
     EXPECT_TRUE(child.exited(0)) << child.status;
     EXPECT_EQ(child.out, "said once\n");
-    EXPECT_EQ(child.err, child.out);
-}
 
-TEST(RefusedReport, ChangingTheTargetAsksForNothing) {
-    const Attempt attempt(1, true, test::Refused::caller);
-    EXPECT_FALSE(attempt.run([] { set_log_target("console", 6, log_facility, 0, "test"); }));
-    EXPECT_FALSE(attempt.refused());
-}
-
-TEST(RefusedReport, SystemLogIsChosenAndReachedWithoutMemory) {
     test::takeLogCalls();
-    const Attempt attempt(1, true, test::Refused::caller);
     EXPECT_FALSE(attempt.run([] {
-        set_log_target(nullptr, 6, 16, 0,
-                       "an identity that is too long to be kept in a string");
+        set_log_target(nullptr, 6, 16, 0, "an identity too long to be kept in a string");
         message_fn(6, "said %s", "once");
+        set_log_target("console", 6, 16, 0, "test");
     }));
     EXPECT_FALSE(attempt.refused());
-    EXPECT_EQ(
-        test::takeLogCalls(),
-        "closelog()\nopenlog(an identity that is too long to be kept in a string, 1, 16)\n"
-        "syslog(6, said once)\n");
-    set_log_target("console", 6, 16, 0, "test");
+    EXPECT_EQ(test::takeLogCalls(),
+              "closelog()\nopenlog(an identity too long to be kept in a string, 1, 16)\n"
+              "syslog(6, said once)\n");
 }
 
 // The variables' file is in the private /etc of this program.
@@ -122,96 +103,56 @@ class RefusedVariables : public testing::Test {
 
 TEST_F(RefusedVariables, LoadingFailsWithErrnoAndIsTriedAgain) {
     forEveryRefusal([](Attempt& attempt) {
-        int result = 0;
-        int error = 0;
-        const test::Captured child = test::inChild([&] {
-            const long before = blocksWithoutStreams();
-            errno = 0;
+        const Captured child = test::inChild([&] {
+            static_cast<void>(std::setvbuf(stdout, nullptr, _IONBF, 0));
+            const long before = test::liveBlocks();
+            int result = 0;
+            int error = 0;
             attempt.run([&] {
                 result = zrcConfInit();
                 error = errno;
             });
-            const bool told = result == 0 || (result == -1 && error == ENOMEM);
-            if (result != 0 && test::liveBlocks() != before) {
-                std::_Exit(89);
-            }
+            const bool told = result == 0 ||
+                              (result == -1 && error == ENOMEM && test::liveBlocks() == before);
             std::_Exit(told && zrcConfInit() == 0 ? 0 : 92);
         });
         EXPECT_TRUE(child.exited(0)) << child.status;
         EXPECT_EQ(child.err, child.out);
+        EXPECT_TRUE(child.out.empty() || child.out == no_table || child.out == no_memory);
     });
-}
-
-TEST_F(RefusedVariables, OnlyTheTableItselfIsReported) {
-    const std::string report =
-        "Not enough memory to allocate Zarnic runtime configuration structure\n"
-        "\nSystem error 12: Cannot allocate memory\n";
-    forEveryRefusal([&report](Attempt& attempt) {
-        const test::Captured child = test::inChild([&] { attempt.run(zrcConfInit); });
-        EXPECT_TRUE(child.exited(0)) << child.status;
-        EXPECT_TRUE(child.out.empty() || child.out == report || child.out == no_memory)
-            << child.out;
-    });
-}
-
-TEST_F(RefusedVariables, TableThatIsRefusedIsReportedOnBothStreams) {
-    const Attempt table(1, false, test::Refused::caller);
-    const test::Captured child = captured(table, [] { zrcConfInit(); });
-    EXPECT_EQ(child.out,
-              "Not enough memory to allocate Zarnic runtime configuration structure\n"
-              "\nSystem error 12: Cannot allocate memory\n");
-    EXPECT_EQ(child.err, child.out);
+    const Attempt table(1, false, Refused::caller);
+    EXPECT_EQ(captured(table, zrcConfInit).out, no_table);
 }
 
 TEST_F(RefusedVariables, LookupsGiveTheDefaultOrNullWhileRefused) {
-    forEveryRefusal([](Attempt& attempt) {
-        const test::Captured child = test::inChild([&] {
-            std::string fallback;
-            std::string value;
-            attempt.run([&] {
-                const char* const found = zrcConfGetByIndex(29);
-                const char* const other = zrcConfGetDefault("PRODUCT_ROOT_D");
-                Attempt::disarm();
-                value = found == nullptr ? "(null)" : found;
-                fallback = other;
+    const struct {
+        const char* (*ask)();
+        std::string loaded;
+        std::string otherwise;
+    } rows[] = {
+        {[] { return zrcConfGet("OTHER"); }, "x", "(null)"},
+        {[] { return zrcConfGetByIndex(29); }, "/opt/product", "(null)"},
+        {[] { return zrcConfGetDefaultByIndex(29); }, "/opt/product", "/usr/local/zrc"},
+        {[] { return zrcConfGetDefault("PRODUCT_ROOT_D"); }, "/opt/product", "/usr/local/zrc"},
+    };
+    for (const auto& [ask, loaded, otherwise] : rows) {
+        forEveryRefusal([&, ask = ask](Attempt& attempt) {
+            const Captured child = test::inChild([&] {
+                const char* found = nullptr;
+                attempt.run([&] { found = ask(); });
+                const std::string value = found == nullptr ? "(null)" : found;
+                const bool fits = value == loaded || (attempt.refused() && value == otherwise);
+                std::_Exit(fits && std::string(zrcConfGet("OTHER")) == "x" ? 0 : 93);
             });
-            const bool valueFits = value == "/opt/product" || value == "(null)";
-            const bool fallbackFits =
-                fallback == "/opt/product" || fallback == "/usr/local/zrc";
-            const bool nowThere = std::string(zrcConfGet("OTHER")) == "x";
-            std::_Exit(valueFits && fallbackFits && nowThere ? 0 : 93);
+            EXPECT_TRUE(child.exited(0)) << child.status;
         });
-        EXPECT_TRUE(child.exited(0)) << child.status;
-    });
-}
-
-TEST_F(RefusedVariables, LookupsOfAnyNameAndOfADefaultLikewise) {
-    forEveryRefusal([](Attempt& attempt) {
-        const test::Captured child = test::inChild([&] {
-            const char* any = nullptr;
-            const char* fallback = nullptr;
-            attempt.run([&] {
-                any = zrcConfGet("OTHER");
-                fallback = zrcConfGetDefaultByIndex(29);
-            });
-            const std::string anyText = any == nullptr ? "(null)" : any;
-            const std::string text = fallback == nullptr ? "(null)" : fallback;
-            const bool refused = attempt.refused();
-            const bool anyFits = anyText == "x" || (refused && anyText == "(null)");
-            const bool fits = text == "/opt/product" || (refused && text == "/usr/local/zrc");
-            std::_Exit(anyFits && fits ? 0 : 95);
-        });
-        EXPECT_TRUE(child.exited(0)) << child.status;
-    });
+    }
 }
 
 TEST_F(RefusedVariables, UnknownNameIsNullInAnyCase) {
     forEveryRefusal([](Attempt& attempt) {
-        const test::Captured child = captured(attempt, [] {
-            if (zrcConfGetDefault("OTHER") != nullptr) {
-                std::_Exit(94);
-            }
-        });
+        const Captured child =
+            captured(attempt, [] { return zrcConfGetDefault("OTHER") == nullptr ? 0 : 94; });
         EXPECT_TRUE(child.exited(0)) << child.status;
     });
 }

@@ -73,21 +73,6 @@ TEST(RefusedRun, ChildWithoutMemoryComesBackByBadAllocAndNeverRunsTheProgram) {
         Refused::children);
 }
 
-TEST(RefusedRun, ChildWithAttachmentsLikewise) {
-    const test::TempDir dir;
-    const std::string output = dir / "output-with-a-name-that-is-long-enough";
-    forEveryRefusal(
-        [&](Attempt& attempt) {
-            TExec exec = probe("count", "").fromText(text).toFile(output).redirect(2, 1);
-            TExecResult result{0, 0};
-            EXPECT_FALSE(runRefused(attempt, [&] { result = exec.run(); }));
-            EXPECT_EQ(result.code, attempt.refused() ? out_of_memory : 0);
-            EXPECT_EQ(test::readFile(output),
-                      attempt.refused() ? "" : std::to_string(text.size()));
-        },
-        Refused::children);
-}
-
 TEST(RefusedRun, ProgramThatCannotBeStartedIsAnErrorOrBadAllocInTheChild) {
     forEveryRefusal(
         [](Attempt& attempt) {
@@ -130,6 +115,58 @@ TEST(RefusedRun, FunctionThatRunsOutOfMemoryEndsItsChildWith255) {
             EXPECT_EQ(WEXITSTATUS(status), attempt.refused() ? 255 : 3);
         },
         Refused::children);
+}
+
+class RefusedAttachedRun : public testing::Test {
+  protected:
+    RefusedAttachedRun() { test::writeFile(input, "12345"); }
+
+    static TExecResult run(const Attempt& attempt, TExec exec) {
+        TExecResult result{0, 0};
+        EXPECT_FALSE(runRefused(attempt, [&] { result = exec.run(); }));
+        return result;
+    }
+
+    // With each request of the child refused: it comes back by std::bad_alloc and adds nothing
+    // to what is `kept` of the output, or the program ran and added what it counted.
+    void refuse(const TExec& exec, const std::string& kept) {
+        forEveryRefusal(
+            [&](Attempt& attempt) {
+                test::writeFile(output, "before ");
+                const TExecResult result = run(attempt, exec);
+                EXPECT_EQ(result.code, attempt.refused() ? out_of_memory : 0);
+                EXPECT_EQ(test::readFile(output), attempt.refused() ? kept : kept + "5");
+            },
+            Refused::children);
+    }
+
+    const test::TempDir dir;
+    const std::string input = dir / "input-with-a-name-that-is-long-enough";
+    const std::string output = dir / "output-with-a-name-that-is-long-enough";
+    const TExec count = TExec(TEArgs() << PROBE_PATH << "count");
+};
+
+TEST_F(RefusedAttachedRun, InputAndAppendedOutput) {
+    refuse(count.fromFile(input).appendToFile(output), "before ");
+}
+
+TEST_F(RefusedAttachedRun, AnyDescriptorToAFile) {
+    refuse(count.fromFile(input).redirectToFile(1, output, true), "before ");
+    refuse(count.fromFile(input).redirectToFile(1, output, false), "");
+}
+
+TEST_F(RefusedAttachedRun, TextToAFile) {
+    refuse(count.fromText("12345").toFile(output).redirect(2, 1), "");
+}
+
+TEST_F(RefusedAttachedRun, CallerNeedsNoMemoryToRunAPipeline) {
+    TExecList list = count.fromFile(input) | count.toFile(output);
+    const Attempt attempt(1, true, Refused::caller);
+    TExecResult result{0, 0};
+    EXPECT_FALSE(runRefused(attempt, [&] { result = runList(list); }));
+    EXPECT_FALSE(attempt.refused());
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(test::readFile(output), "1");
 }
 
 // How an attempt to capture ended.
