@@ -15,6 +15,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 using test::live_blocks;
 using zarnic::TError;
 using zarnic::sys::TSysCallErr;
@@ -31,66 +32,34 @@ static_assert(std::is_constructible_v<TError, const std::string&>);
 static_assert(!std::is_default_constructible_v<TError>, "an error always has a message");
 static_assert(noexcept(std::declval<const TError&>().what()));
 
-TEST(Error, KeepsItsMessage) {
-    const TError error("something failed");
-    EXPECT_EQ(error.message(), "something failed");
-    EXPECT_STREQ(error.what(), "something failed");
-}
-
-TEST(Error, WhatIsTheMessagesOwnCharacters) {
-    const TError error("a text that is too long to lie inside of the string object itself");
-    EXPECT_EQ(error.what(), error.message().c_str());
-}
-
-TEST(Error, MessageHasItsFullLengthBeyondANulByte) {
-    const std::string text("one\0two", 7);
+TEST(Error, KeepsItsMessageInFullLengthAndWhatIsItsOwnCharacters) {
+    const std::string text = "one\0two, and too long to lie inside of the string object"s;
     const TError error(text);
     EXPECT_EQ(error.message(), text);
     EXPECT_STREQ(error.what(), "one");
+    EXPECT_EQ(error.what(), error.message().c_str());
 }
 
-TEST(Error, NestedSlotIsEmptyWithACountOfOne) {
-    const TError error("x");
-    EXPECT_EQ(error.nested().get(), nullptr);
-    EXPECT_EQ(error.nested().useCount(), 1);
-    EXPECT_EQ(TSysErr("x").nested().get(), nullptr);
-    EXPECT_EQ(TSysErr("x").nested().useCount(), 1);
-    EXPECT_EQ(TSysCallErr(ENOENT).nested().get(), nullptr);
-    EXPECT_EQ(TSysCallErr(ENOENT).nested().useCount(), 1);
+TEST(Error, EachHasANestedSlotOfItsOwnThatIsEmpty) {
+    const TError errors[] = {TError("x"), TSysErr("x"), TSysCallErr(ENOENT)};
+    for (const TError& error : errors) {
+        EXPECT_EQ(error.nested().get(), nullptr);
+        EXPECT_EQ(error.nested().useCount(), 1);
+    }
 }
 
-TEST(Error, EachErrorHasASlotOfItsOwn) {
-    const TError first("x");
-    const TError second("x");
-    EXPECT_EQ(first.nested().useCount(), 1);
-    EXPECT_EQ(second.nested().useCount(), 1);
-}
-
-TEST(Error, CopyHasTheSameMessageAndSharesTheSlot) {
-    const TError original("x");
-    const TError copy(original);
-    EXPECT_EQ(copy.message(), "x");
-    EXPECT_EQ(original.nested().useCount(), 2);
-    EXPECT_EQ(copy.nested().useCount(), 2);
-}
-
-TEST(Error, LastCopyFreesTheSharedCountOnce) {
+TEST(Error, CopiesAndAssignmentsShareTheSlotAndTheLastOneFreesIt) {
     const long before = live_blocks;
     {
         const TError original("x");
         const TError copy(original);
         EXPECT_EQ(live_blocks, before + 1);  // the shared count; the text is inside
+        TError target("old");
+        target = original;
+        EXPECT_EQ(target.message() + copy.message(), "xx");
+        EXPECT_EQ(original.nested().useCount(), 3);
+        EXPECT_EQ(live_blocks, before + 1);
     }
-    EXPECT_EQ(live_blocks, before);
-}
-
-TEST(Error, AssignmentTakesMessageAndSlotAndFreesTheFormerSlot) {
-    const TError source("new");
-    const long before = live_blocks;
-    TError target("old");
-    target = source;
-    EXPECT_EQ(target.message(), "new");
-    EXPECT_EQ(source.nested().useCount(), 2);
     EXPECT_EQ(live_blocks, before);
 }
 
@@ -106,37 +75,22 @@ TEST(Error, ThrowSharesTheSlotBetweenTheOriginalAndTheCopies) {
     EXPECT_EQ(original.nested().useCount(), 1);
 }
 
-TEST(SystemCallError, OfEveryNumberIsTheBareSystemText) {
-    for (int number = -3; number <= 200; ++number) {
-        const TSysCallErr error(number);
-        const std::string expected = std::strerror(number);
-        EXPECT_EQ(error.message(), expected) << number;
-        EXPECT_EQ(error.error(), number);
-    }
-}
-
-TEST(SystemCallError, TakesTheNumberByValueAndNotFromErrno) {
+// By value: whatever errno is. The system composes the text of an unknown number in a buffer
+// that it uses again.
+TEST(SystemCallError, KeepsNumberAndBareSystemTextInItsCopiesToo) {
     errno = EACCES;
-    const TSysCallErr error(ENOENT);
-    errno = EPERM;
-    EXPECT_EQ(error.error(), ENOENT);
-    EXPECT_EQ(error.message(), "No such file or directory");
-}
-
-// The system composes the text of an unknown number in a buffer that it uses again.
-TEST(SystemCallError, KeepsItsTextWhenTheSystemReusesItsBuffer) {
+    const TSysCallErr known(ENOENT);
     const TSysCallErr first(1000);
     const TSysCallErr second(1001);
+    errno = EPERM;
+    EXPECT_EQ(TSysCallErr(known).error(), ENOENT);
+    EXPECT_EQ(TSysCallErr(known).message(), "No such file or directory");
     EXPECT_EQ(first.message(), "Unknown error 1000");
     EXPECT_EQ(second.message(), "Unknown error 1001");
-}
-
-TEST(SystemCallError, CopyKeepsNumberAndText) {
-    const TSysCallErr original(EACCES);
-    const TSysCallErr copy(original);
-    EXPECT_EQ(copy.error(), EACCES);
-    EXPECT_EQ(copy.message(), original.message());
-    EXPECT_EQ(original.nested().useCount(), 2);
+    for (int number = -3; number <= 200; ++number) {
+        EXPECT_EQ(TSysCallErr(number).message(), std::strerror(number));
+        EXPECT_EQ(TSysCallErr(number).error(), number);
+    }
 }
 
 }  // namespace

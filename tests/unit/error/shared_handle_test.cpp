@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
+#include <string>
 #include <type_traits>
 #include <utility>
 
@@ -40,161 +43,114 @@ static_assert(std::is_nothrow_copy_assignable_v<Handle>);
 static_assert(std::is_same_v<decltype(std::declval<Handle>().useCount()), int>);
 static_assert(sizeof(Handle) == 2 * sizeof(void*), "an object and a separate count");
 
-TEST(SharedHandle, OfAPointerCountsOne) {
-    int deletions = 0;
-    auto* const object = new Plain(deletions);
-    const Handle handle(object);
-    EXPECT_EQ(handle.useCount(), 1);
-    EXPECT_EQ(handle.get(), object);
-}
-
 TEST(SharedHandle, OfNullCountsOneTooAndNullIsTheDefault) {
-    const Handle handle(nullptr);
-    EXPECT_EQ(handle.useCount(), 1);
-    EXPECT_EQ(handle.get(), nullptr);
-    const Handle byDefault;
-    EXPECT_EQ(byDefault.useCount(), 1);
-    EXPECT_EQ(byDefault.get(), nullptr);
+    for (const Handle& handle : {Handle(nullptr), Handle()}) {
+        EXPECT_EQ(handle.useCount(), 1);
+        EXPECT_EQ(handle.get(), nullptr);
+    }
 }
 
 TEST(SharedHandle, GivesPlainPointerAccess) {
     int deletions = 0;
-    const Handle handle(new Plain(deletions));
+    auto* const object = new Plain(deletions);
+    const Handle handle(object);
+    EXPECT_EQ(handle.get(), object);
     handle->value = 8;
     EXPECT_EQ((*handle).value, 8);
-    EXPECT_EQ(&*handle, handle.get());
+    EXPECT_EQ(&*handle, object);
 }
 
-TEST(SharedHandle, CopySharesObjectAndCount) {
+TEST(SharedHandle, CopiesShareTheLastReleaseDeletesAndAReleasedOneHoldsNothing) {
     int deletions = 0;
-    const Handle first(new Plain(deletions));
     const long before = live_blocks;
-    const Handle second(first);
-    const Handle third(second);
-    EXPECT_EQ(live_blocks, before);
-    EXPECT_EQ(third.get(), first.get());
-    EXPECT_EQ(first.useCount(), 3);
-    EXPECT_EQ(second.useCount(), 3);
-    EXPECT_EQ(third.useCount(), 3);
-}
-
-TEST(SharedHandle, EndOfACopyTakesOneOffTheCountAndKeepsTheObject) {
-    int deletions = 0;
-    const Handle first(new Plain(deletions));
-    { const Handle second(first); }
-    EXPECT_EQ(first.useCount(), 1);
+    Handle first(new Plain(deletions));
+    const long one = live_blocks;
+    Handle second(first);
+    EXPECT_EQ(live_blocks, one);
+    EXPECT_EQ(first.useCount(), 2);
+    first.release();
+    first.release();
+    EXPECT_EQ(first.useCount(), 0);
+    EXPECT_EQ(first.get(), nullptr);
+    EXPECT_EQ(second.useCount(), 1);
     EXPECT_EQ(deletions, 0);
-}
-
-TEST(SharedHandle, LastEndDeletesObjectAndCountOnce) {
-    int deletions = 0;
-    const long before = live_blocks;
-    {
-        const Handle first(new Plain(deletions));
-        const Handle second(first);
-    }
+    second = Handle(first);
+    EXPECT_EQ(second.useCount(), 0);
     EXPECT_EQ(deletions, 1);
     EXPECT_EQ(live_blocks, before);
+}
+
+// --- all short sequences of operations on three handles, against a list of what each holds ---
+
+constexpr int nothing = -1;
+
+class Handles {
+  public:
+    // 0 to 8 assign one handle to another or to itself, 9 to 11 assign a new object, 12 to 14
+    // release, 15 to 17 make a copy that ends at once.
+    void perform(int operation) {
+        const int at = operation % 3;
+        Handle& handle = handles_[at];
+        if (operation < 9) {
+            EXPECT_EQ(&(handle = handles_[operation / 3]), &handle);
+            held_[at] = held_[operation / 3];
+        } else if (operation < 12) {
+            handle = Handle(new Plain(deletions_));
+            held_[at] = made_++;
+        } else if (operation < 15) {
+            handle.release();
+            held_[at] = nothing;
+        } else {
+            const Handle copy(handle);
+            EXPECT_EQ(copy.get(), handle.get());
+            EXPECT_EQ(copy.useCount(), held_[at] == nothing ? 0 : countOf(held_[at]) + 1);
+        }
+    }
+
+    void expectAsTheList() const {
+        int held = 0;
+        for (int object = 0; object < made_; ++object) {
+            held += countOf(object) > 0 ? 1 : 0;
+        }
+        EXPECT_EQ(deletions_, made_ - held);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(handles_[i].useCount(), held_[i] == nothing ? 0 : countOf(held_[i]));
+            EXPECT_EQ(handles_[i].get() == nullptr, held_[i] == nothing);
+            EXPECT_EQ(handles_[i].get() == handles_[0].get(), held_[i] == held_[0]);
+        }
+    }
+
+  private:
+    int countOf(int object) const {
+        return static_cast<int>(std::count(std::begin(held_), std::end(held_), object));
+    }
+
+    int deletions_ = 0;
+    int made_ = 3;
+    int held_[3] = {0, 1, 2};
+    Handle handles_[3] = {Handle(new Plain(deletions_)), Handle(new Plain(deletions_)),
+                          Handle(new Plain(deletions_))};
+};
+
+TEST(SharedHandle, AllShortSequencesAreAsTheListSays) {
+    for (int sequence = 0; sequence < 18 * 18 * 18 && !HasFailure(); ++sequence) {
+        SCOPED_TRACE("sequence " + std::to_string(sequence));
+        const long before = live_blocks;
+        {
+            Handles handles;
+            for (const int operation : {sequence / 324, sequence / 18 % 18, sequence % 18}) {
+                handles.perform(operation);
+                handles.expectAsTheList();
+            }
+        }
+        EXPECT_EQ(live_blocks, before);
+    }
 }
 
 TEST(SharedHandle, DeletesThroughTheVirtualDestructor) {
     int deletions = 0;
     { const SharedHandle<Base> handle(new Derived(deletions)); }
     EXPECT_EQ(deletions, 1);
-}
-
-TEST(SharedHandle, ReleaseGivesUpTheShareAtOnce) {
-    int deletions = 0;
-    const Handle first(new Plain(deletions));
-    Handle second(first);
-    second.release();
-    EXPECT_EQ(first.useCount(), 1);
-    EXPECT_EQ(second.useCount(), 0);
-    EXPECT_EQ(second.get(), nullptr);
-    EXPECT_EQ(deletions, 0);
-}
-
-TEST(SharedHandle, LastReleaseDeletesBeforeTheHandleEnds) {
-    int deletions = 0;
-    const long before = live_blocks;
-    Handle handle(new Plain(deletions));
-    handle.release();
-    EXPECT_EQ(deletions, 1);
-    EXPECT_EQ(live_blocks, before);
-}
-
-TEST(SharedHandle, SecondReleaseDoesNothing) {
-    int deletions = 0;
-    const Handle first(new Plain(deletions));
-    Handle second(first);
-    second.release();
-    second.release();
-    EXPECT_EQ(first.useCount(), 1);
-    EXPECT_EQ(deletions, 0);
-}
-
-TEST(SharedHandle, CopyOfAReleasedHandleHoldsNothing) {
-    int deletions = 0;
-    Handle released(new Plain(deletions));
-    released.release();
-    const Handle copy(released);
-    EXPECT_EQ(copy.useCount(), 0);
-    EXPECT_EQ(copy.get(), nullptr);
-}
-
-TEST(SharedHandle, AssignmentSharesTheNewObjectAndFreesTheFormer) {
-    int deletions = 0;
-    int formerDeletions = 0;
-    const Handle source(new Plain(deletions));
-    const long before = live_blocks;
-    Handle target(new Plain(formerDeletions));
-    Handle& result = (target = source);
-    EXPECT_EQ(&result, &target);
-    EXPECT_EQ(target.get(), source.get());
-    EXPECT_EQ(source.useCount(), 2);
-    EXPECT_EQ(formerDeletions, 1);
-    EXPECT_EQ(live_blocks, before);
-}
-
-TEST(SharedHandle, AssignmentKeepsAFormerObjectThatIsStillShared) {
-    int deletions = 0;
-    int formerDeletions = 0;
-    const Handle source(new Plain(deletions));
-    const Handle former(new Plain(formerDeletions));
-    Handle target(former);
-    target = source;
-    EXPECT_EQ(former.useCount(), 1);
-    EXPECT_EQ(formerDeletions, 0);
-}
-
-TEST(SharedHandle, AssignmentToItselfChangesNothing) {
-    int deletions = 0;
-    Handle handle(new Plain(deletions));
-    const Handle& itself = handle;
-    handle = itself;
-    EXPECT_EQ(handle.useCount(), 1);
-    EXPECT_EQ(handle->value, 7);
-    EXPECT_EQ(deletions, 0);
-}
-
-TEST(SharedHandle, AssignmentOfAReleasedHandleEmptiesTheTarget) {
-    int deletions = 0;
-    Handle released;
-    released.release();
-    Handle target(new Plain(deletions));
-    target = released;
-    EXPECT_EQ(target.useCount(), 0);
-    EXPECT_EQ(deletions, 1);
-}
-
-TEST(SharedHandle, ReleasedHandleCanBeAssignedAgain) {
-    int deletions = 0;
-    const Handle source(new Plain(deletions));
-    Handle target;
-    target.release();
-    target = source;
-    EXPECT_EQ(target.get(), source.get());
-    EXPECT_EQ(source.useCount(), 2);
 }
 
 // Holds a way back to its own handle, as an object in a cycle would.
