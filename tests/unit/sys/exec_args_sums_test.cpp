@@ -11,8 +11,8 @@ namespace {
 
 using Elements = std::vector<std::string>;
 
-// Made and ended by this file's static objects, between which and the library's there is no
-// order. What the list is at its very end is seen by the sanitizers.
+// Made and ended by this file's static objects: the empty list is made before them and ended
+// after them. What it is at its very end is seen by the sanitizers.
 const TEArgs made_before_main = el + "cat" + std::string("file");
 struct UsesItLast {
     UsesItLast() = default;
