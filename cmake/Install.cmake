@@ -17,4 +17,4 @@ install(DIRECTORY docs/ TYPE DOC COMPONENT program
 
 install(DIRECTORY examples/ DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT development
     FILES_MATCHING PATTERN "*.cpp" PATTERN "*.expected" PATTERN CMakeLists.txt
-    PATTERN server EXCLUDE)
+    PATTERN clamd EXCLUDE PATTERN server EXCLUDE)
