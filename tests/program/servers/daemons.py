@@ -77,7 +77,7 @@ class Server:
 
     def __init__(self, host, daemon):
         name = daemon.__name__.replace("_", "-")
-        program = shutil.which(name, path="/usr/bin")
+        program = shutil.which(name, path="/usr/bin:/usr/sbin")
         if not program:
             pytest.skip(f"{name} is not installed")
         host.remove("aveserver")
