@@ -11,14 +11,16 @@ from project import ROOT, name, tracked
 
 FOLDERS = ("scripts", "scripts/inside")
 SCRIPTS = [name(path) for path in tracked() if path.read_bytes()[:2] == b"#!"
-           and name(path.parent) in FOLDERS] + ["docs/site/filter", "examples/tour"]
+           and name(path.parent) in FOLDERS] + ["docs/site/filter", "examples/clamd/tour",
+                                                "examples/tour"]
 # All that a script may need until it knows that its arguments are right.
 TOOLS = ("dirname", "dpkg-query", "grep", "realpath", "sed")
 WRONG = {
     "docs/site/filter": [[]],
+    "examples/clamd/tour": [[], ["/dev/null"], ["{tool}", "surplus"]],
     "examples/tour": [[], ["/dev/null"], ["{tool}", "surplus"]],
     "scripts/bench": [["--quick", "surplus"]],
-    "scripts/demo": [["surplus"]],
+    "scripts/demo": [["surplus"], ["clamd", "surplus"]],
     "scripts/docs": [["surplus"]],
     "scripts/faults": [["surplus"], ["--scenario", "none"], ["--quick", "--docs"],
                        ["--workers", "0"]],
