@@ -7,6 +7,7 @@ import contextlib
 import os
 import re
 import socket
+import subprocess
 from pathlib import Path
 
 import pytest
@@ -76,6 +77,11 @@ class Clamd(Server):
         wait_until(lambda: not self.socket.exists(), "the end of the socket")
         wait_until(lambda: errors_file("aveserver") == "0", "the errors file")
         assert self.control("--service-started") == RUNS_NOT
+
+    def found_by_pgrep(self):
+        search = subprocess.run(["pgrep", "-f", f"{self.host.kav}/bin/aveserver"],
+                                stdout=subprocess.PIPE, text=True, timeout=BOUND, check=True)
+        return search.stdout
 
     def hold_up_loading(self):
         """Lets the server wait for the last file of its database, until load()."""

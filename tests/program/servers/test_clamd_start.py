@@ -91,6 +91,13 @@ def test_a_second_start_ends_and_leaves_its_own_pid_in_the_pid_file(host):
     assert server.control("--kill-service") == (0, "")
     assert server.answer() == "one"
 
+    assert server.found_by_pgrep() == f"{pid}\n"
+    os.kill(pid, signal.SIGTERM)
+    wait_until(lambda: not server.socket.exists(), "the end of the socket")
+    assert server.control("--service-started") == RUNS_NOT
+    assert server.start() == (0, "")
+    wait_until(lambda: server.answer() == "one", "an answer of the new server")
+
 
 def test_a_broken_configuration_is_found_by_a_start_only(host):
     server = Clamd(host)
@@ -129,4 +136,22 @@ def test_on_a_full_disk_it_scans_without_a_log(host):
         server.log = disk / "log"
         server.serve("one")
         assert server.log.read_text() == ""
+        (disk / "filler").unlink()
+        assert server.answer() == "one"
+        assert server.log.read_text().endswith(f"{server.infected}: one.UNOFFICIAL FOUND\n")
+        server.stop()
+
+
+def test_on_a_full_disk_its_pid_file_is_empty(host):
+    server = Clamd(host)
+    with file_system(host.dir / "disk", 4) as disk:
+        fill(disk)
+        server.pid_file = disk / "pid"
+        server.save(clamd(server, "one"))
+        assert server.start() == (0, "")
+        wait_until(lambda: server.answer() == "one", "the first answer")
+        assert server.control("--service-started") == RUNS_NOT
+        wait_until(lambda: errors_file("aveserver") == "0", "the end of the first process")
+        (disk / "filler").unlink()
+        server.pid_file.write_text(server.found_by_pgrep())
         server.stop()
