@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -86,7 +87,10 @@ std::string testsOf(const std::string& name) {
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     if (argc > 1) {
-        testing::GTEST_FLAG(filter) = testsOf(argv[1]);
+        // What the environment leaves out stays left out.
+        const std::string given = testing::GTEST_FLAG(filter);
+        const std::string left_out = given.substr(std::min(given.find('-'), given.size()));
+        testing::GTEST_FLAG(filter) = testsOf(argv[1]) + left_out;
     }
     auto* const reporter = new Reporter(argv[0]);  // owned by GoogleTest
     testing::UnitTest::GetInstance()->listeners().Append(reporter);
