@@ -97,6 +97,14 @@ def test_a_plugin_may_keep_our_symbols_to_itself(archives, stage, tmp_path):
     assert run(tmp_path / "use") == "open: No such file or directory\n"
 
 
+def test_a_plugin_that_goes_leaves_the_program_its_empty_list(archives, stage, tmp_path):
+    common = ["g++", "-std=c++20", "-I", stage / "include"]
+    plugin, tool = tmp_path / "plugin.so", tmp_path / "use"
+    run(*common, "-shared", "-fPIC", "-o", plugin, CONSUMER / "use_sys.cpp", *archives["g++"])
+    run(*common, "-rdynamic", "-o", tool, CONSUMER / "use_list.cpp", *archives["g++"])
+    assert run(tool, plugin) == "still a list\n"
+
+
 @pytest.mark.parametrize("generator, program", [("Unix Makefiles", "avmanager"),
                                                 ("Ninja Multi-Config", "Release/avmanager")])
 def test_the_program_builds_with_other_tools(generator, program, tmp_path):

@@ -65,8 +65,9 @@ class TEArgs {
 
 // The empty list that argument vectors are started from. Never changed: adding to a copy of it
 // detaches the copy. Made before all static objects of the usual priority, in any file, and
-// destroyed after them: they may be made with its help.
-extern const TEArgs el;
+// destroyed after them: they may be made with its help. Hidden: a program and a shared library
+// that both link the archive have one each, and neither makes or destroys the other's.
+[[gnu::visibility("hidden")]] extern const TEArgs el;
 
 // Base of the errors about one list, of which it keeps a shared copy.
 class TEArgs::TEArgsError : public TSysErr {
