@@ -8,8 +8,7 @@ namespace zarnic::opt {
 
 namespace {
 
-// As all texts of the library no object with a constructor: a static object of another file may
-// throw before it would run.
+// Not a std::string: a static object of another file may throw before that would be made.
 constexpr char wrong_index[] = "Wrong index";
 
 // Fixed ASCII ranges instead of <cctype>: a locale must not change what an option is.

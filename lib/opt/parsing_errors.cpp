@@ -4,6 +4,7 @@ namespace zarnic::opt {
 
 namespace {
 
+// No std::strings: a static object of another file may throw before they would be made.
 constexpr char requires_short[] = "Requires short option";
 constexpr char requires_long[] = "Requires long option";
 constexpr char incorrect_long[] = "Incorrect long option";

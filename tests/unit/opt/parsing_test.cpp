@@ -30,7 +30,8 @@ concept Extractable = requires(const TResult& result, Target target) {
     result >> target;
 };
 
-static_assert(std::is_convertible_v<TResult, bool> && Extractable<std::string&>);
+static_assert(std::is_convertible_v<TResult, bool> && !std::is_convertible_v<TResult, int>);
+static_assert(!std::is_assignable_v<std::string&, TResult> && Extractable<std::string&>);
 static_assert(!Extractable<int&> && !Extractable<int> && !Extractable<const std::string&>);
 
 static_assert(no_arg == 0 && opt_arg == 1 && req_arg == 2);
@@ -123,9 +124,9 @@ TEST(Parsing, KindDecidesWhichValuesSuit) {
         for (int kind = -3; kind <= 5; ++kind) {
             const bool suits = kind == 0 ? !has_value : (kind != 2 || has_value);
             TOParsing parser = Line(form).parser();
-            EXPECT_EQ(static_cast<bool>(parser.optionalLong("file", kind)), suits);
+            EXPECT_EQ(bool{parser.optionalLong("file", kind)}, suits);
             parser.exceptions(0);
-            EXPECT_EQ(static_cast<bool>(parser.lopt("file", kind)), suits) << form << kind;
+            EXPECT_EQ(bool{parser.lopt("file", kind)}, suits) << form << kind;
             EXPECT_EQ(parser.state(), suits ? TOParsing::goodbit : TOParsing::badbit);
         }
     }

@@ -18,6 +18,7 @@
 
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -143,16 +144,16 @@ class TOParsing::TResult {
     // query counts as checked then.
     ~TResult() noexcept(false);  // NOLINT(bugprone-exception-escape): its purpose
 
-    // True when the option was found and suits.
-    operator bool() const noexcept { return found_; }  // NOLINT(google-explicit-constructor)
+    // True when the option was found and suits. To bool alone: as a number, a result could be
+    // assigned to a text, compared or shifted by mistake.
+    template <std::same_as<bool> Bool>
+    operator Bool() const noexcept {  // NOLINT(google-explicit-constructor)
+        return found_;
+    }
 
     // Copies the option's value (of a short option: nothing, the empty text) into `target` when
     // found, and leaves `target` alone otherwise.
     const TResult& operator>>(std::string& target) const;
-
-    // Into a text only: as a bool, the answer would be shifted by a number.
-    template <class Target>
-    void operator>>(Target&&) const = delete;
 
   private:
     friend class TOParsing;
