@@ -87,10 +87,10 @@ constexpr const char* theZrcConfDefauls[] = {
     "_MAX_POSSIBLE_ZRC_CONF_VAR_VALUE",
 };
 
-constexpr int last_variable = static_cast<int>(std::size(theZrcConfArray)) - 2;
+constexpr int last_variable = ZRC_CONF_END - 1;
 
-static_assert(std::size(theZrcConfDefauls) == std::size(theZrcConfArray));
-static_assert(ZRC_CONF_NAMED_ZONES_CONF == last_variable);
+static_assert(std::size(theZrcConfArray) == ZRC_CONF_END + 1);
+static_assert(std::size(theZrcConfDefauls) == ZRC_CONF_END + 1);
 
 // Null until a value is found; never cleared again.
 const char* theZrcConfCache[std::size(theZrcConfArray)];

@@ -47,6 +47,7 @@ enum zrc_conf_variable : int {
     ZRC_CONF_PRODUCT_ROOT_D,
     ZRC_CONF_NAMED_OPTIONS_CONF,
     ZRC_CONF_NAMED_ZONES_CONF,
+    ZRC_CONF_END,  // no variable: one more than the last index
 };
 
 // Loads the file. Returns 0 when it is loaded, now or earlier, and -1 with errno set when it
