@@ -46,17 +46,24 @@ install(CODE "
     set(PREFIX \"\\\${pcfiledir}/${UP}\")
     if(NOT \"\$ENV{DESTDIR}\" STREQUAL \"\" OR CMAKE_INSTALL_PREFIX MATCHES \"^/usr(/local)?/?\$\")
         set(PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
-    endif()"
+    endif()
+    set(folder \"${CMAKE_INSTALL_LIBDIR}/pkgconfig\")
+    cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")
+    # A build may be installed to two places at once.
+    string(RANDOM LENGTH 16 unique)
+    set(unique \"${PROJECT_BINARY_DIR}/\${unique}\")"
     ${development})
 set(PREFIX "@PREFIX@") # as known when it is installed
 function(avmanager_pkg_config LIBRARY DESCRIPTION REQUIRES)
-    set(file "${PROJECT_BINARY_DIR}/zarnic-${LIBRARY}.pc")
-    configure_file(cmake/zarnic.pc.in "${file}.in" @ONLY)
-    install(CODE "configure_file(\"${file}.in\" \"${file}\" @ONLY)" ${development})
-    install(FILES "${file}"
-        DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" ${development})
+    set(file "${PROJECT_BINARY_DIR}/zarnic-${LIBRARY}.pc.in")
+    configure_file(cmake/zarnic.pc.in "${file}" @ONLY)
+    install(CODE "
+        configure_file(\"${file}\" \"\${unique}/zarnic-${LIBRARY}.pc\" @ONLY)
+        file(INSTALL \"\${unique}/zarnic-${LIBRARY}.pc\" DESTINATION \"\${folder}\")"
+        ${development})
 endfunction()
 avmanager_pkg_config(error "Errors of the panel's tools (C++20)" "")
 avmanager_pkg_config(opt "Command-line options of the panel's tools (C++20)" zarnic-error)
 avmanager_pkg_config(sys "Child programs without a shell (C++20)" zarnic-error)
 avmanager_pkg_config(conf "The panel's configuration and diagnostics (C++11)" "")
+install(CODE "file(REMOVE_RECURSE \"\${unique}\")" ${development})
