@@ -9,7 +9,7 @@ import pytest
 
 from project import ROOT, name, tracked
 
-FOLDERS = ("scripts", "scripts/inside")
+FOLDERS = ("packaging", "scripts", "scripts/inside")
 SCRIPTS = [name(path) for path in tracked() if path.read_bytes()[:2] == b"#!"
            and name(path.parent) in FOLDERS] + ["docs/site/filter", "examples/clamd/tour",
                                                 "examples/tour"]
@@ -19,6 +19,8 @@ WRONG = {
     "docs/site/filter": [[]],
     "examples/clamd/tour": [[], ["/dev/null"], ["{tool}", "surplus"]],
     "examples/tour": [[], ["/dev/null"], ["{tool}", "surplus"]],
+    "packaging/cross": [[], ["arm64"]],
+    "packaging/try": [[], ["deb", "rpm"]],
     "scripts/bench": [["--quick", "surplus"]],
     "scripts/demo": [["surplus"], ["clamd", "surplus"]],
     "scripts/docs": [["surplus"]],
@@ -28,6 +30,7 @@ WRONG = {
     "scripts/inside/bare-debian": [["/"], ["/", "true"]],
     "scripts/inside/emulated": [["aarch64"], ["aarch64", "true"], ["none", "true"]],
     "scripts/install": [[], ["dash", "--bogus"]],
+    "scripts/mutants": [["-3"], ["0"], ["x"], ["5", "none"]],
     "scripts/on-bare-debian": [[], ["bookworm"], ["../x", "true"]],
     "scripts/package": [["surplus"]],
     "scripts/portability": [["i386", "none"]],
