@@ -31,8 +31,8 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
     target_compile_definitions(avmanager_flags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 endif()
 
-# What is shipped links this. The C library's own checks are compiled in; a distribution's own level
-# of them would be defined twice. Sections, so that the linker can drop what nobody calls.
+# What is shipped links this. The C library's own checks are compiled in, at the level that is tested:
+# a distribution's own would be defined twice. Sections, so that the linker can drop what nobody calls.
 add_library(avmanager_shipped INTERFACE)
 target_link_libraries(avmanager_shipped INTERFACE avmanager_flags)
 target_compile_options(avmanager_shipped INTERFACE

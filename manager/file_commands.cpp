@@ -26,7 +26,7 @@ void runTool(std::initializer_list<std::string> arguments) {
     TExec(args).run();
 }
 
-// Whatever it is, and whatever keeps it from being queried (docs/deliberate.md). Follows links.
+// True of anything that is there. False also when it cannot be queried (docs/deliberate.md).
 bool exists(const std::string& path) {
     struct stat status;
     return ::stat(path.c_str(), &status) == 0;

@@ -11,7 +11,7 @@ using Elements = std::vector<std::string>;
 
 constexpr std::size_t initial_room = 10;
 
-// No objects with a constructor: a static object of another file may throw before it would run.
+// No std::strings: a static object of another file may throw before they would be made.
 constexpr char too_many[] = "The number of arguments has exceeded the defined limits";
 constexpr char wrong_index[] = "Wrong index";
 

@@ -37,6 +37,12 @@ def test_no_object_of_the_libraries_but_the_empty_list_is_made_before_main():
     assert re.findall(r" (\.(?:init_array|ctors)\S*)", made) == [".init_array.00101"]
 
 
+def test_its_relocations_are_packed():
+    dynamic = subprocess.run(["readelf", "--dynamic", "--wide", PROGRAM], capture_output=True,
+                             text=True, check=True).stdout
+    assert "(RELR)" in dynamic
+
+
 def test_the_file_is_small():
     assert Path(PROGRAM).stat().st_size <= MOST_BYTES
 

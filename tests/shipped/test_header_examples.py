@@ -37,7 +37,7 @@ def program(tmp_path_factory):
     includes = {line.strip() for header in TABLE for line in example(header).splitlines()
                 if line.lstrip().startswith("#include")}
     includes |= {f'#include "{header}"' for header in HEADERS}
-    includes |= {f"#include <{name}>" for name in ("cstdio", "cstdlib", "string", "unistd.h")}
+    includes |= {f"#include <{name}>" for name in ("cstdio", "cstdlib", "string", "sys/resource.h", "unistd.h")}
     text = "\n".join([*sorted(includes), "using namespace zarnic; using namespace zarnic::sys;",
                       "using namespace zarnic::opt;",
                       *(function(*row) for row in zip(range(len(TABLE)), *zip(*TABLE.items()))),

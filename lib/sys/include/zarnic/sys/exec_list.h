@@ -7,6 +7,8 @@
 //   TExecResult last = runList(pipeline.withModeToggled(wait_mode));
 //   int status = waitChild(last.pid);                       // wait.h
 //
+// Nobody waits for the other programs then: a caller that lives on reaps them by wait(2).
+//
 // To read what the last program prints, see output.h.
 
 #pragma once

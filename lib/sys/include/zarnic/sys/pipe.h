@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "zarnic/error/error.h"
+#include "zarnic/error/error.h"  // for callers of open()
 
 namespace zarnic::sys {
 

@@ -59,9 +59,8 @@ class TReadOut : public TPrepare {
 // Feeds a text to the child's standard input, through a writer process that the child forks and
 // that nobody waits for. The writer is a copy of the caller, writes by stdio and ends by exit:
 // - Flush stdout before the run, or what its buffer holds goes into the text first.
-// - Call fflush(stdin) before the run when the caller reads its input by stdio. exit sets a
-// file's
-//   position back to what the copy has read of its buffer, and the caller reads the rest twice.
+// - Call fflush(stdin) before the run when the caller reads its input by stdio. Otherwise exit
+//   sets the position of a file back by what stdio has read ahead, and it is read twice.
 class TReadFromStr : public TPrepare {
   public:
     // Copies the text. Throws std::bad_alloc.

@@ -12,7 +12,7 @@
 
 #include <sys/types.h>
 
-#include "zarnic/error/system_error.h"
+#include "zarnic/error/system_error.h"  // for callers, who catch it
 
 namespace zarnic::sys {
 
