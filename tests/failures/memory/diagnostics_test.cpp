@@ -114,7 +114,7 @@ TEST_F(RefusedVariables, LoadingFailsWithErrnoAndIsTriedAgain) {
             });
             const bool told = result == 0 ||
                               (result == -1 && error == ENOMEM && test::liveBlocks() == before);
-            std::_Exit(told && zrcConfInit() == 0 ? 0 : 92);
+            std::exit(told && zrcConfInit() == 0 ? 0 : 92);
         });
         EXPECT_TRUE(child.exited(0)) << child.status;
         EXPECT_EQ(child.err, child.out);

@@ -143,6 +143,7 @@ TEST(Parsing, ExtractionIsACondition) {
 
 TEST(Parsing, ValueIsReadWhenItIsThereAndElseTheTargetStays) {
     expectSaid("--file=/tmp/a", "l2file v", {"/tmp/a"});
+    expectSaid("-h --file", "sh v r ph v r l1file v r", {});  // empty, but not untouched
     expectSaid("--file=x", "l0file v c", {"untouched"});
     expectSaid("--file=x", "l2file l2missing c v0 v1", {"x", "untouched"});
     expectSaid("--user=ann --shell= --verbose=much",
