@@ -1,11 +1,12 @@
 // A script of operations on a parser and on its model. A word is a letter and what it needs:
 //
-//     lKNAME  ask for the long option NAME, K being the kind's digit   oKNAME  as an optional
-//     one sX      ask for the short option X                               pX      as an
-//     optional one vN      read the value of the N-th result still held             rN release
-//     it uN      release it while another exception unwinds               c       clear k check
-//     K  check while another exception unwinds mN      set the mask to N          x  give the
-//     parser up: its results remain
+//     lKNAME, oKNAME  ask for the long option NAME of kind K, as a required, an optional one
+//     sX, pX          ask for the short option X, as a required, an optional one
+//     vN              read the value of the N-th result that is still held
+//     rN, uN          release it; release it while another exception unwinds
+//     c, k, K         clear; check; check while another exception unwinds
+//     mN              set the mask to N
+//     x               give the parser up: its results remain
 
 #pragma once
 
