@@ -18,6 +18,7 @@ def test_all_name_one_version():
     assert found(r"^Version: +(\S+)$", "packaging/avmanager.spec") == version
     assert found(r"\A\w+ \((\S+)\) ", "debian/changelog") == version
     assert found(r"^## (\S+)$", "CHANGELOG.md") == version
+    assert found(r"^version: (\S+)$", "fleet/galaxy.yml") == version
 
 
 def test_all_name_one_licence():

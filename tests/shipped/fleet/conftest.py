@@ -1,4 +1,4 @@
-"""The twelve hosts that fleet/hosts has made, each with a running stand-in server."""
+"""The hosts that fleet/hosts has made, each with a running stand-in server."""
 
 import concurrent.futures
 import json
@@ -17,6 +17,7 @@ SERVICE = {"avmanager_kav_dir": "/opt/kav", "avmanager_pid_file": "/opt/kav/pid"
            "avmanager_config_file": "/opt/kav/conf"}
 WHICH = ("--kav-dir=/opt/kav", "--service=aveserver", "--service-pidfile=/opt/kav/pid")
 PROOF = ["grep", "-q", "level high$", "/opt/kav/log"]
+AS_NEW = {"bin", "conf", "log", "pid"}
 BOUND = 120.0
 
 
@@ -36,41 +37,47 @@ class Ended:
 class Fleet:
     """The hosts, the engine, and the files of one test on the engine's side."""
 
-    def __init__(self, folder):
+    def __init__(self, folder, count):
         assert "ANSIBLE_INVENTORY" in os.environ, "fleet/test makes the hosts"
         self.folder = folder
-        self.names = [f"h{number}" for number in range(1, 13)]
+        self.names = [f"h{number}" for number in range(1, count + 1)]
         self.inventory = Path(os.environ["ANSIBLE_INVENTORY"])
         self.report_file = folder / "report"
+        for path in self.inventory.glob("*_vars/*"):
+            path.unlink()
+        self.each(self.make)
+
+    def each(self, act):
+        """Does something to all hosts at once."""
+        with concurrent.futures.ThreadPoolExecutor(len(self.names)) as pool:
+            return dict(zip(self.names, pool.map(act, self.names)))
 
     # --- hosts ---
 
     @staticmethod
-    def on(host, *command, check=True):
-        run = subprocess.run([HOSTS, "--on", host, *command], capture_output=True, text=True,
-                             check=False)
+    def on(host, *command, check=True, given=None):
+        given = given.encode() if isinstance(given, str) else given
+        run = subprocess.run([HOSTS, "--on", host, *command], capture_output=True, check=False,
+                             input=given)
         assert not check or run.returncode == 0, run.stdout + run.stderr
-        return run.stdout
+        return run.stdout.decode()
 
     def make(self, host):
         """Makes a host anew, with a server that runs at level low."""
         subprocess.run([HOSTS, "--again", host], check=True)
+        self.start(host)
+
+    def start(self, host):
         self.on(host, "avmanager", "--start-service", *WHICH, "--config-file=/opt/kav/conf")
-        wait_until(lambda: self.on(host, "ls", "/opt/kav").count("pid"))
+        wait_until(lambda: "pid" in self.files(host))
 
     def replace_server(self, host, old, new):
         """Changes the program of a host's server, which is then started from it."""
         program = self.on(host, "cat", "/opt/kav/bin/aveserver")
         assert old in program
-        changed = self.folder / "aveserver"
-        changed.write_text(program.replace(old, new))
-        pid = self.on(host, "cat", "/opt/kav/pid").strip()
-        self.on(host, "sh", "-c", f"kill {pid}; while [ -e /opt/kav/pid ]; do sleep 0.1; done")
-        with changed.open() as text:
-            subprocess.run([HOSTS, "--on", host, "sh", "-c", "cat >/opt/kav/bin/aveserver"],
-                           stdin=text, check=True)
-        self.on(host, "avmanager", "--start-service", *WHICH, "--config-file=/opt/kav/conf")
-        wait_until(lambda: self.on(host, "ls", "/opt/kav").count("pid"))
+        self.on(host, "sh", "-c", "kill $(cat /opt/kav/pid); cat >/opt/kav/bin/aveserver; "
+                "while [ -e /opt/kav/pid ]; do sleep 0.1; done", given=program.replace(old, new))
+        self.start(host)
 
     def level(self, host):
         """What the server logged last, and the level of its configuration."""
@@ -86,26 +93,22 @@ class Fleet:
     def configuration(self, name, log="/opt/kav/log", level="high"):
         path = self.folder / name
         path.write_text(f"PidFile /opt/kav/pid\nLog {log}\nLevel {level}\n")
-        return path
+        return str(path)
 
-    def tell(self, host, **variables):
-        """Sets variables of one host."""
-        folder = self.inventory / "host_vars"
+    def tell(self, name, **variables):
+        """Sets variables of one host or group in the inventory."""
+        folder = self.inventory / ("host_vars" if name in self.names else "group_vars")
         folder.mkdir(exist_ok=True)
-        (folder / f"{host}.json").write_text(json.dumps(variables))
+        (folder / f"{name}.json").write_text(json.dumps(variables))
 
     def begin(self, *arguments, **variables):
         """Starts the rolling play."""
-        told = {"avmanager_report": str(self.report_file), "avmanager_proof": PROOF} | variables
-        self.group(avmanager_config_source=str(self.configuration("new")))
-        return subprocess.Popen(
-            ["ansible-playbook", ROOT / "fleet/rolling.yml", "-e", json.dumps(told), *arguments],
-            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
-
-    def group(self, **variables):
-        folder = self.inventory / "group_vars"
-        folder.mkdir(exist_ok=True)
-        (folder / "all.json").write_text(json.dumps(variables))
+        told = {"avmanager_hosts": ":".join(self.names), "avmanager_proof": PROOF,
+                "avmanager_report": str(self.report_file)} | variables
+        told = {name: value for name, value in told.items() if value is not None}
+        if not (self.inventory / "group_vars/all.json").exists():
+            self.tell("all", avmanager_config_source=self.configuration("new"))
+        return play("zarnic.avmanager.rolling", "-e", json.dumps(told), *arguments)
 
     def roll(self, *arguments, **variables):
         return ended(self.begin(*arguments, **variables))
@@ -114,20 +117,26 @@ class Fleet:
         """The lines of the report by host."""
         return dict(line.split(" ", 1) for line in self.report_file.read_text().splitlines())
 
-    def role(self, *arguments, host="h1", **variables):
-        """Runs the role on one host."""
-        play = self.folder / "play.yml"
-        play.write_text(json.dumps([{
-            "hosts": host, "gather_facts": False, "vars": variables,
-            "roles": [str(ROOT / "fleet/roles/avmanager")]}]))
-        return ended(subprocess.Popen(["ansible-playbook", play, *arguments],
-                                      stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True))
+    def role(self, *arguments, **variables):
+        """Runs the role on the first host."""
+        return self.tasks(*arguments, vars=SERVICE | variables, roles=["zarnic.avmanager.avmanager"])
+
+    def tasks(self, *arguments, **told):
+        """Runs a play on the first host."""
+        path = self.folder / "play.yml"
+        path.write_text(json.dumps([{"hosts": "h1", "gather_facts": False, **told}]))
+        return ended(play(path, *arguments))
 
 
-def ended(play):
-    out, _ = play.communicate()
+def play(*arguments):
+    return subprocess.Popen(["ansible-playbook", *arguments], stdout=subprocess.PIPE,
+                            stderr=subprocess.STDOUT, text=True, start_new_session=True)
+
+
+def ended(running):
+    out, _ = running.communicate()
     print(out)
-    return Ended(play.returncode, out)
+    return Ended(running.returncode, out)
 
 
 def wait_until(condition):
@@ -137,32 +146,19 @@ def wait_until(condition):
         time.sleep(0.1)
 
 
-def made_anew(fleet, names):
-    with concurrent.futures.ThreadPoolExecutor(4) as pool:
-        list(pool.map(fleet.make, names))
-    for kind in ("host_vars", "group_vars"):
-        for path in fleet.inventory.glob(f"{kind}/*"):
-            path.unlink()
-    return fleet
-
-
 @pytest.fixture
 def fleet(tmp_path):
-    """All hosts, as new."""
-    made = Fleet(tmp_path)
-    return made_anew(made, made.names)
+    """Six hosts, as new: one for each command of a change."""
+    return Fleet(tmp_path, 6)
 
 
 @pytest.fixture
 def few(tmp_path):
-    """The first five hosts, as new."""
-    made = Fleet(tmp_path)
-    made.names = made.names[:5]
-    return made_anew(made, made.names)
+    """Three hosts, as new."""
+    return Fleet(tmp_path, 3)
 
 
 @pytest.fixture
 def one(tmp_path):
     """The first host, as new."""
-    made = Fleet(tmp_path)
-    return made_anew(made, made.names[:1])
+    return Fleet(tmp_path, 1)

@@ -1,4 +1,4 @@
-"""The role on one host: the states it brings a service to, and what it installs."""
+"""The role and the modules on one host: the states they bring a service to, and what is installed."""
 
 import os
 import shutil
@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 
-from conftest import ROOT, SERVICE
+from conftest import AS_NEW, SERVICE, wait_until
 
 PACKAGE = """Package: avmanager
 Version: {version}
@@ -14,6 +14,7 @@ Architecture: all
 Maintainer: nobody <nobody@localhost>
 Description: a package of the test
 """
+WITH_A_CHANGE = AS_NEW | {"conf.before", "conf.rollout"}
 
 
 def changed(run):
@@ -21,91 +22,120 @@ def changed(run):
     return run.counted("h1")["changed"]
 
 
+def pid(one):
+    return one.on("h1", "cat", "/opt/kav/pid", check=False)
+
+
 @pytest.mark.parametrize("check", [[], ["--check"]], ids=["run", "check"])
 def test_each_state_changes_exactly_what_is_not_so(one, check):
-    def state(name):
-        return changed(one.role(*check, avmanager_state=name, **SERVICE))
+    def states(*names):
+        tasks = [{"zarnic.avmanager.service": {name[10:]: value for name, value in SERVICE.items()}
+                  | {"state": name}} for name in names]
+        return changed(one.tasks(*check, tasks=tasks))
 
-    def pid():
-        return one.on("h1", "cat", "/opt/kav/pid", check=False)
-
-    first = pid()
-    assert [state("asked"), state("started"), pid()] == [0, 0, first]
-    assert [state("reloaded"), pid()] == [1, first]
+    first = pid(one)
+    assert [states("started", "started"), pid(one)] == [0, first]
     if check:
-        assert [state("restarted"), state("stopped"), pid()] == [1, 1, first]
+        assert [states("restarted", "stopped", "reloaded"), pid(one)] == [3, first]
         assert one.level("h1")[0] == "started, level low"
         return
-    assert one.level("h1")[0] == "reloaded, level low"
-    assert state("restarted") == 2
-    second = pid()
+    assert [states("reloaded"), pid(one), one.level("h1")[0]] == [1, first, "reloaded, level low"]
+    assert states("restarted") == 1
+    second = pid(one)
     assert second not in (first, "")
-    assert [state("stopped"), pid(), state("stopped"), state("asked")] == [1, "", 0, 0]
-    assert [state("reloaded"), state("started")] == [1, 0]
-    assert pid() not in (second, "")
+    assert [states("stopped", "stopped"), pid(one)] == [1, ""]
+    assert [states("reloaded", "started"), pid(one) not in (second, "")] == [1, True]
+
+
+def test_a_crash_that_left_its_pid_file_is_no_running_service(one):
+    one.on("h1", "sh", "-c", "kill -9 $(cat /opt/kav/pid)")
+    left = pid(one)
+    assert changed(one.role()) == 1
+    assert pid(one) != left
 
 
 def test_a_service_that_ends_at_its_start_fails_with_its_exit_code(one):
-    changed(one.role(avmanager_state="stopped", **SERVICE))
+    assert changed(one.role(avmanager_state="stopped")) == 1
     one.on("h1", "rm", "/opt/kav/conf")
-    run = one.role(avmanager_state="started", avmanager_patience=2, **SERVICE)
-    assert run.status != 0
-    assert "aveserver ended with exit code 2" in run.out
+    run = one.role(avmanager_patience=2)
+    assert run.status != 0 and "aveserver ended with exit code 2" in run.out
 
 
 def test_a_new_configuration_is_told_to_the_service_by_a_restart_or_a_reload(one):
-    told = {**SERVICE, "avmanager_state": "started"}
-    high = {"avmanager_config_source": str(one.configuration("high"))}
-    low = {"avmanager_config_source": str(one.configuration("low", level="low"))}
-    assert changed(one.role(**told, **high)) == 3  # the copy, the configuration, the reload
+    high = {"avmanager_config_source": one.configuration("high")}
+    low = {"avmanager_config_content": "PidFile /opt/kav/pid\nLog /opt/kav/log\nLevel low\n"}
+    assert changed(one.role(**high)) == 1
     assert one.level("h1") == ("reloaded, level high", "Level high")
-    assert changed(one.role(**told, **high)) == 0
-    assert changed(one.role(**told, **low, avmanager_apply="restart")) == 4
+    assert changed(one.role(**high)) == 0
+    assert changed(one.role(**low, avmanager_state="restarted")) == 1
     assert one.level("h1") == ("started, level low", "Level low")
-    assert one.files("h1") == {"bin", "conf", "conf.before", "log", "pid"}
+    assert one.files("h1") == WITH_A_CHANGE
+    assert changed(one.role(**high, avmanager_state="stopped")) == 2
+    assert (pid(one), one.level("h1")[1]) == ("", "Level high")
 
 
 def test_a_configuration_is_compared_to_the_last_byte(one):
-    told = {**SERVICE, "avmanager_state": "asked"}
+    told = {"avmanager_apply": "restart", "avmanager_state": "stopped"}
     source = one.folder / "source"
-    for text in (b"a\n", b"a", b"\n\na\n\n", b"[1, 2]\n", b"{{ a }} \xc3\xa9 'b' \"c\"\n"):
+    for text in (b"a\n", b"a", b"\n\na\n\n", b"[1, 2]\n", b"{{ a }} \xc3\xa9 'b' \"c\"\n", b"\xff\n"):
         source.write_bytes(text)
-        assert changed(one.role(**told, avmanager_config_source=str(source))) == 2
-        assert one.on("h1", "cat", "/opt/kav/conf").encode() == text
-        assert changed(one.role(**told, avmanager_config_source=str(source))) == 0
+        assert changed(one.role(**told, avmanager_config_source=str(source))) >= 1
+        seen = one.on("h1", "od", "-An", "-tx1", "-v", "/opt/kav/conf")
+        assert bytes.fromhex(seen) == text
+    assert changed(one.role(**told, avmanager_config_source=str(source))) == 0
+
+
+def test_a_vaults_file_is_a_configuration_too(one):
+    source = one.configuration("secret")
+    word = one.folder / "word"
+    word.write_text("open\n")
+    subprocess.run(["ansible-vault", "encrypt", "--vault-password-file", word, source], check=True,
+                   capture_output=True)
+    assert changed(one.role("--vault-password-file", str(word), avmanager_config_source=source)) == 1
+    assert one.level("h1") == ("reloaded, level high", "Level high")
 
 
 def test_where_there_was_no_configuration_none_is_kept_and_root_owns_the_new_one(one):
     one.on("h1", "sh", "-c", "rm /opt/kav/conf; echo older >/opt/kav/conf.before")
-    source = str(one.configuration("source"))
-    assert changed(one.role(**SERVICE, avmanager_state="asked", avmanager_config_source=source)) == 1
-    assert one.files("h1") == {"bin", "conf", "log", "pid"}
+    assert changed(one.role(avmanager_config_source=one.configuration("source"))) == 1
+    assert one.files("h1") == AS_NEW | {"conf.rollout"}
     assert one.on("h1", "stat", "-c", "%U %a", "/opt/kav/conf") == "root 600\n"
 
 
-def test_a_save_that_fails_is_seen_though_the_program_says_nothing(one):
-    """The disk of the configuration is full: the copy is cut short, and nothing is saved."""
-    one.on("h1", "sh", "-c", "mkdir /small && mount -t tmpfs -o size=64k small /small &&"
-           "head -c 30000 /dev/zero | tr '\\0' a >/small/conf && head -c 20000 /dev/zero >/small/x")
-    told = SERVICE | {"avmanager_config_file": "/small/conf", "avmanager_state": "asked"}
-    run = one.role(**told, avmanager_config_source=str(one.configuration("source")))
-    assert run.status != 0
-    assert "/small/conf.before is not whole" in run.out
-    assert one.on("h1", "cat", "/small/conf") == "a" * 30000
+def test_of_two_services_only_the_changed_one_is_told(one):
+    """One by one and without an overlap: the other is slow to end."""
+    one.on("h1", "sh", "-c", """cd /opt/kav
+        sed 's/note(.ended.)/sleep 3; note("ended")/' bin/aveserver >bin/other; chmod 755 bin/other
+        sed 's,/opt/kav/pid,/opt/kav/other.pid,; s,/log,/other.log,' conf >other.conf""")
+    other = {"service": "other", "pid_file": "/opt/kav/other.pid", "config_file": "/opt/kav/other.conf",
+             "apply": "restart"}
+    assert changed(one.role(avmanager_services=[{}, other])) == 1
+    before, told = one.level("h1")[0], {"config_source": one.configuration("new")}
+    both = [told, other | {"config_content": "PidFile /opt/kav/other.pid\nLog /opt/kav/other.log\nLevel b\n"}]
+    assert changed(one.role(avmanager_services=[{}, both[1]])) == 1
+    assert one.on("h1", "tail", "-n", "3", "/opt/kav/other.log") == \
+        "started, level low\nended\nstarted, level b\n"
+    assert one.level("h1")[0] == before
+    assert changed(one.role(avmanager_services=both)) == 1
+    assert one.level("h1")[0] == "reloaded, level high"
+    refused = one.role(avmanager_services=[other | {"state": "reloaded"}])
+    assert refused.status != 0 and "Only aveserver can be reloaded" in refused.out
 
 
-def test_another_service_is_restarted_without_an_overlap(one):
-    one.on("h1", "sh", "-c", "cp /opt/kav/bin/aveserver /opt/kav/bin/other &&"
-           "sed -i 's/note(.ended.)/sleep 6; note(\"ended\")/' /opt/kav/bin/other")
-    changed(one.role(avmanager_state="stopped", **SERVICE))
-    told = SERVICE | {"avmanager_service": "other", "avmanager_apply": "restart",
-                      "avmanager_patience": 30}
-    assert changed(one.role(avmanager_state="started", **told)) == 1
-    assert changed(one.role(avmanager_state="restarted", **told)) == 2
-    log = one.on("h1", "cat", "/opt/kav/log").splitlines()
-    assert log[-3:] == ["started, level low", "ended", "started, level low"]
-    refused = one.role(avmanager_state="reloaded", **told)
-    assert refused.status != 0 and refused.counted("h1")["changed"] == 0
+def test_a_handler_and_a_misspelt_argument(one):
+    restarts = [{"ansible.builtin.command": "true", "notify": "Restart the anti-virus server"}]
+    first = pid(one)
+    assert changed(one.tasks(vars=SERVICE, roles=["zarnic.avmanager.avmanager"], tasks=restarts)) == 2
+    assert pid(one) != first
+    refused = one.role(avmanager_configsource="/a")
+    assert refused.status != 0 and "unknown: avmanager_configsource" in refused.out
+
+
+def test_a_user_without_rights_is_told_what_is_missing(one):
+    one.on("h1", "useradd", "--create-home", "nobodys")
+    run = one.tasks(tasks=[{"zarnic.avmanager.service_info": {"kav_dir": "/a", "pid_file": "/b"},
+                            "become": True, "become_user": "nobodys", "become_method": "su"}])
+    assert run.status != 0 and "set 'become: true'" in run.out
 
 
 def package(folder, version):
@@ -117,35 +147,38 @@ def package(folder, version):
     shutil.copy(os.environ["AVMANAGER"], tree / "usr/sbin/avmanager")
     path = folder / f"avmanager_{version}_all.deb"
     subprocess.run(["dpkg-deb", "--build", tree, path], check=True, capture_output=True)
-    return str(path)
+    return {"avmanager_package": str(path)}
 
 
-def test_a_package_is_installed_once(one):
+def test_a_package_is_installed_once_and_goes_back_only_when_told(one):
+    def version():
+        return one.on("h1", "dpkg-query", "-W", "-f", "${Version}", "avmanager", check=False)
+
     one.on("h1", "rm", "/usr/sbin/avmanager")
-    told = SERVICE | {"avmanager_state": "asked", "avmanager_package": package(one.folder, "1.0")}
-    assert one.role("--check", **told).status == 0
+    old, new = package(one.folder, "1.0"), package(one.folder, "1.1")
+    assert one.role("--check", **new).status == 0
     assert "avmanager" not in one.on("h1", "ls", "/usr/sbin").split()
-    assert changed(one.role(**told)) == 2
-    assert one.on("h1", "dpkg-query", "-W", "-f", "${Version}", "avmanager") == "1.0"
-    assert changed(one.role(**told)) == 0
-    assert changed(one.role(**told | {"avmanager_package": package(one.folder, "1.1")})) == 2
+    assert [changed(one.role(**new)), version(), changed(one.role(**new))] == [2, "1.1", 0]
+    assert [changed(one.role("--tags", "install", **old)), version()] == [1, "1.1"]
+    assert [changed(one.role(**old, avmanager_downgrade=True)), version()] == [1, "1.0"]
+
+
+def test_a_package_of_a_repository_has_a_version(one):
+    package(one.folder, "1.0")
+    package(one.folder, "1.1")
+    given = subprocess.run("dpkg-scanpackages -m . >Packages 2>/dev/null; tar -c *.deb Packages", shell=True,
+                           cwd=one.folder, check=True, capture_output=True).stdout
+    one.on("h1", "sh", "-c", """mkdir /srv/packages && cd /srv/packages && tar -x &&
+        echo 'deb [trusted=yes] file:/srv/packages ./' >/etc/apt/sources.list && rm -rf /etc/apt/sources.list.d &&
+        apt-get update""", given=given)
+    told = {"avmanager_package": "avmanager", "avmanager_version": "1.0"}
+    assert [changed(one.role(**told)), changed(one.role(**told))] == [1, 0]
+    assert changed(one.role(**told | {"avmanager_version": "1.1"})) == 1
 
 
 def test_a_program_file_is_installed_once(one):
     one.on("h1", "rm", "/usr/sbin/avmanager")
-    told = SERVICE | {"avmanager_state": "asked",
-                      "avmanager_program_source": os.environ["AVMANAGER"]}
-    assert changed(one.role("--check", **told)) == 1
+    told = {"avmanager_program_source": os.environ["AVMANAGER"]}
+    assert one.role("--check", "--tags", "install", **told).counted("h1")["changed"] == 1
     assert [changed(one.role(**told)), changed(one.role(**told))] == [1, 0]
     assert one.on("h1", "stat", "-c", "%U %G %a", "/usr/sbin/avmanager") == "root root 755\n"
-
-
-def test_the_engine_documents_every_argument():
-    shown = subprocess.run(["ansible-doc", "-r", ROOT / "fleet/roles", "-t", "role", "avmanager"],
-                           capture_output=True, text=True, check=True).stdout
-    entries = shown.split("ENTRY POINT: ")[1:]
-    tasks = {path.stem for path in (ROOT / "fleet/roles/avmanager/tasks").glob("*.yml")}
-    described = {entry.split()[0].strip("*`") for entry in entries}
-    assert tasks - described == {"change", "start_now", "stop_now"}
-    defaults = (ROOT / "fleet/roles/avmanager/defaults/main.yml").read_text()
-    assert all(line.split(":")[0] in shown for line in defaults.splitlines()[1:])

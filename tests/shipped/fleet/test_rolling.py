@@ -1,12 +1,12 @@
 """The rolling play, over ssh: what it does to each host, and what it says of it."""
 
+import os
 import subprocess
 
 import pytest
 
-from conftest import HOSTS, wait_until
+from conftest import AS_NEW, wait_until
 
-FEW = "h1:h2:h3:h4:h5"
 LOW = ("started, level low", "Level low")
 HIGH = ("reloaded, level high", "Level high")
 GONE = "rolled back, failed: Reload the service: Service reloading failed"
@@ -17,157 +17,143 @@ def broken(fleet, *names):
     """Gives hosts a configuration with which their server ends at the reload."""
     source = fleet.configuration("broken", log="/nowhere/log")
     for name in names:
-        fleet.tell(name, avmanager_config_source=str(source))
+        fleet.tell(name, avmanager_config_source=source)
 
 
-def test_all_twelve_are_done_and_a_second_run_changes_nothing(fleet):
-    assert fleet.roll(avmanager_batches=[1, 4, 7]).status == 0
-    assert fleet.report() == dict.fromkeys(fleet.names, "done")
-    assert {fleet.level(name) for name in fleet.names} == {HIGH}
-    assert all({"conf.before"} == fleet.files(name) - {"bin", "conf", "log", "pid"}
-               for name in fleet.names)
-    assert fleet.on("h1", "tail", "-n", "1", "/opt/kav/conf.before") == "Level low\n"
-
-    second = fleet.roll(avmanager_batches=[12])
-    assert second.status == 0
-    assert fleet.report() == dict.fromkeys(fleet.names, "nothing to do")
-    assert {second.counted(name)["changed"] for name in fleet.names} == {0}
-
-
-def test_a_host_that_cannot_bear_the_configuration_is_rolled_back(fleet):
+def test_all_are_done_but_two_and_a_second_run_changes_nothing(fleet):
+    """One cannot bear its configuration, and one cannot be reached."""
     broken(fleet, "h5")
-    rolled = fleet.roll(avmanager_batches=[1, 5, 6])
-    assert rolled.status != 0
-    assert f"h5 {GONE}" in rolled.out
-    assert fleet.report() == dict.fromkeys(fleet.names, "done") | {"h5": GONE}
-    assert fleet.level("h5") == LOW
-    assert {fleet.level(name) for name in fleet.names if name != "h5"} == {HIGH}
-    assert "conf.lock" not in fleet.files("h5")
-
-
-def test_a_host_that_cannot_be_reached_is_left_out(few):
+    good = {"h1", "h2", "h4", "h6"}
     subprocess.run(["ip", "link", "set", "h3", "down"], check=True)
     try:
-        rolled = few.roll(avmanager_hosts=FEW, avmanager_batches=[1, 4])
+        rolled = fleet.roll(avmanager_batches=[1, 2, 3])
     finally:
         subprocess.run(["ip", "link", "set", "h3", "up"], check=True)
-    assert rolled.status != 0
-    assert few.report() == dict.fromkeys(few.names, "done") | {"h3": "unreachable"}
-    assert few.level("h3") == LOW
-    assert few.level("h4") == HIGH
+    assert rolled.status != 0 and f"h5 {GONE}" in rolled.out
+    expected = dict.fromkeys(good, "done") | {"h3": "unreachable", "h5": GONE}
+    assert fleet.report() == expected
+    assert {name: fleet.level(name) for name in fleet.names} == dict.fromkeys(good, HIGH) | {
+        "h3": LOW, "h5": LOW}
+    assert fleet.files("h1") == fleet.files("h5") == AS_NEW | {"conf.before", "conf.rollout"}
+    assert fleet.on("h1", "tail", "-n", "1", "/opt/kav/conf.before") == "Level low\n"
 
-
-def test_a_server_that_hangs_at_the_reload_is_seen_by_its_proof(few):
-    few.replace_server("h4", HANGS, "sleep 60 while 1;")
-    assert few.roll(avmanager_hosts=FEW, avmanager_batches=[1, 4], avmanager_patience=3).status != 0
-    assert few.report() == dict.fromkeys(few.names, "done") | {
-        "h4": "rolled back, failed: Let the service prove that it works: non-zero return code"}
-    assert few.level("h4") == LOW
+    second = fleet.roll(avmanager_batches=[6], avmanager_hosts="h1:h2:h4:h6")
+    assert second.status == 0
+    assert fleet.report() == dict.fromkeys(good, "nothing to do")
+    assert {second.counted(name)["changed"] for name in good} == {0}
 
 
 def test_a_host_that_cannot_be_rolled_back_stays_locked_for_a_person(few):
+    """And the canary that fails stops the play."""
     few.replace_server("h1", HANGS, "$SIG{TERM} = 'IGNORE'; sleep 60 while 1;")
-    told = {"avmanager_hosts": FEW, "avmanager_batches": [1, 4], "avmanager_patience": 3}
+    told = {"avmanager_batches": [1, 2], "avmanager_patience": 2}
     few.roll(**told)
-    stays = ("NOT ROLLED BACK, failed: Let the service prove that it works: non-zero return code; "
-             "Refuse a service that stays: aveserver still runs 3 seconds after SIGTERM, "
-             "or has left /opt/kav/pid behind")
-    assert few.report() == dict.fromkeys(few.names, "not begun") | {"h1": stays}
+    assert few.report() == dict.fromkeys(few.names, "not begun") | {
+        "h1": "NOT ROLLED BACK, failed: Let the service prove that it works: exit status 1; "
+              "Stop the service: aveserver still runs 2 seconds after SIGTERM"}
 
-    few.roll(**told)
-    assert few.report()["h1"].startswith("left out: ")
-    assert "/opt/kav/conf.lock" in few.report()["h1"]
+    assert few.roll(**told).status != 0
+    assert few.report()["h1"].startswith("left out: /opt/kav/conf.lock exists since ")
+    assert "NOT ROLLED BACK" in few.report()["h1"]
+    for part in ("install", "configure", "service"):
+        role = few.role("--tags", part, avmanager_program_source="/usr/bin/true")
+        assert role.counted("h1")["failed"] == 1 and "/opt/kav/conf.lock exists" in role.out
 
-    few.on("h1", "sh", "-c", "kill -9 $(cat /opt/kav/pid); rm /opt/kav/pid")
+    few.on("h1", "sh", "-c", "kill -9 $(cat /opt/kav/pid)")
     assert few.roll(avmanager_take_over=True, **told).status == 0
     assert few.report() == dict.fromkeys(few.names, "done")
     assert few.level("h1") == ("started, level high", "Level high")
     assert "conf.lock" not in few.files("h1")
 
 
-def test_the_play_stops_after_a_canary_that_fails(fleet):
-    broken(fleet, *fleet.names)
-    assert fleet.roll(avmanager_batches=[1, 11]).status != 0
-    assert fleet.report() == dict.fromkeys(fleet.names, "not begun") | {"h1": GONE}
-    assert {fleet.level(name) for name in fleet.names} == {LOW}
-
-
 @pytest.mark.parametrize("allowed, last", [(1, "not begun"), (2, "done")])
-def test_the_play_stops_after_too_many_failures(few, allowed, last):
-    broken(few, "h2", "h3")
-    assert few.roll(avmanager_hosts=FEW, avmanager_batches=[1, 3, 1],
-                    avmanager_failures=allowed).status != 0
-    assert few.report() == {"h1": "done", "h2": GONE, "h3": GONE, "h4": "done", "h5": last}
-
-
-def test_of_two_plays_at_once_the_second_leaves_the_host_out(few):
-    first = few.begin(avmanager_hosts="h1")
-    wait_until(lambda: "conf.lock" in few.files("h1"))
-    other = few.configuration("other", level="medium")
-    few.report_file = few.folder / "second"
-    assert few.roll(avmanager_hosts="h1:h2", avmanager_config_source=str(other)).status != 0
-    report = few.report()
-    first.communicate()
-    assert first.returncode == 0
-    assert report["h1"].startswith("left out: ") and "conf.lock" in report["h1"]
-    assert report["h2"] == "not begun"
-    assert few.level("h1") == HIGH
-
-
-def test_a_play_that_was_killed_leaves_its_lock_and_is_taken_over(few):
-    play = few.begin(avmanager_hosts="h1")
-    wait_until(lambda: few.on("h1", "tail", "-n", "1", "/opt/kav/conf") == "Level high\n")
-    play.kill()
-    play.communicate()
-    assert few.roll(avmanager_hosts="h1").status != 0
-    assert few.report()["h1"].startswith("left out: ")
-    assert few.roll(avmanager_hosts="h1", avmanager_take_over=True).status == 0
-    assert few.level("h1") == HIGH
-    assert "conf.lock" not in few.files("h1")
-
-
-def test_a_host_that_is_lost_while_at_work_is_reported(few):
-    play = few.begin(avmanager_hosts="h1:h2", avmanager_batches=[2])
-    wait_until(lambda: "conf.before" in few.files("h2"))
-    subprocess.run(["ip", "link", "set", "h2", "down"], check=True)
-    play.communicate()
-    subprocess.run(["ip", "link", "set", "h2", "up"], check=True)
-    assert play.returncode != 0
-    assert few.report() == {"h1": "done", "h2": "not finished"}
-    assert "conf.lock" in few.files("h2")
+def test_the_play_stops_after_too_many_failures(fleet, allowed, last):
+    broken(fleet, "h2", "h3")
+    assert fleet.roll(avmanager_hosts="h1:h2:h3:h4:h5", avmanager_batches=[1, 3, 1],
+                      avmanager_failures=allowed).status != 0
+    assert fleet.report() == {"h1": "done", "h2": GONE, "h3": GONE, "h4": "done", "h5": last}
 
 
 def test_a_check_run_foretells_and_changes_nothing(few):
-    few.on("h2", "avmanager", "--kill-service", "--kav-dir=/opt/kav", "--service=aveserver",
-           "--service-pidfile=/opt/kav/pid")
+    few.on("h2", "sh", "-c", "kill $(cat /opt/kav/pid)")
     wait_until(lambda: "pid" not in few.files("h2"))
-    before = [few.on(name, "ls", "-lR", "--time-style=full-iso", "/opt/kav") for name in few.names]
-    told = few.roll("--check", "--diff", avmanager_hosts="h1:h2", avmanager_batches=[2])
+    few.report_file.write_text("kept\n")
+
+    def seen():
+        return few.each(lambda name: few.on(name, "ls", "-lR", "--time-style=full-iso", "/opt/kav"))
+
+    before = seen()
+    told = few.roll("--check", "--diff", "-v", avmanager_batches=[3])
     assert told.status == 0
-    assert told.out.count("-Level low\n+Level high\n") == 2
-    assert "aveserver would be reloaded" in told.out and "aveserver would be started" in told.out
-    assert [told.counted(name)["changed"] for name in ("h1", "h2")] == [2, 2]
-    after = [few.on(name, "ls", "-lR", "--time-style=full-iso", "/opt/kav") for name in few.names]
-    assert after == before
+    assert told.out.count("-Level low\n+Level high\n") == 3
+    assert told.out.count("aveserver would be reloaded") == 2
+    assert told.out.count("aveserver would be started") == 1
+    assert [told.counted(name)["changed"] for name in few.names] == [1, 1, 1]
+    assert seen() == before
+    assert few.report_file.read_text() == "kept\n"
+    assert "Level" not in few.roll("--check", "--diff", avmanager_show_diff=False).out
 
 
-@pytest.mark.parametrize("wrong", [
-    {"avmanager_patience": "soon"}, {"avmanager_apply": "replace"}, {"avmanager_service": ["a"]},
-    {"avmanager_kav_dir": "kav"}, {"avmanager_pid_file": "/opt/$HOME"}, {"avmanager_proof": {}},
-    {"avmanager_package": "/a", "avmanager_program_source": "/b"},
-    {"avmanager_service": "other"}], ids=str)
-def test_a_wrong_argument_is_refused_before_anything_is_done(one, wrong):
-    refused = one.roll(avmanager_hosts="h1", **wrong)
-    assert refused.status != 0
-    assert refused.counted("h1")["changed"] == 0
-    assert one.files("h1") == {"bin", "conf", "log", "pid"}
-    assert "Lock the host" not in refused.out
+@pytest.mark.parametrize("wrong, told", [
+    ({"avmanager_patience": "soon"}, "argument 'patience' is of type"),
+    ({"avmanager_apply": "replace"}, "value of apply must be one of: reload, restart"),
+    ({"avmanager_kav_dir": "kav"}, "kav_dir is not an absolute path"),
+    ({"avmanager_proof": {}}, "argument 'proof' is of type"),
+    ({"avmanager_service": "other"}, "Only aveserver can be reloaded"),
+    ({"avmanager_configsource": "/a"}, "unknown arguments: ['avmanager_configsource']"),
+    ({"avmanager_config_source": "/nowhere"}, "'/nowhere'")], ids=str)
+def test_a_wrong_argument_is_refused_before_anything_is_done(one, wrong, told):
+    refused = one.roll(**wrong)
+    assert refused.status != 0 and told in refused.out
+    assert (refused.counted("h1")["changed"], one.files("h1")) == (0, AS_NEW)
+    assert one.report() == {"h1": "not finished"}
 
 
-def test_the_play_and_the_role_are_clean_for_production():
-    checked = subprocess.run(
-        ["ansible-lint", "--offline", "--nocolor", "--profile", "production",
-         "fleet/rolling.yml", "fleet/roles/avmanager"],
-        cwd=HOSTS.parent.parent, capture_output=True, text=True, check=False)
-    assert checked.returncode == 0, checked.stdout
-    assert "0 failure(s), 0 warning(s)" in checked.stdout + checked.stderr
+def test_a_program_is_installed_first_and_its_failure_has_a_line(one):
+    assert one.roll(avmanager_program_source="/nowhere").status != 0
+    assert one.report()["h1"].startswith("failed: Install the program file: Could not find or access '/nowhere'")
+    assert one.files("h1") == AS_NEW
+    one.on("h1", "rm", "/usr/sbin/avmanager")
+    assert one.roll().status != 0
+    assert one.report() == {"h1": "failed: Ask how the service was found: "
+                                  "[Errno 2] No such file or directory: '/usr/sbin/avmanager'"}
+    assert one.roll(avmanager_program_source=os.environ["AVMANAGER"]).status == 0
+
+
+def test_hosts_and_batches_are_heard_only_where_they_are_named(few):
+    few.tell("all", avmanager_config_source=few.configuration("new"), avmanager_hosts="h1")
+    refused = few.roll(avmanager_hosts=None)
+    assert refused.status != 0 and "name some by -e avmanager_hosts=HOSTS" in refused.out
+    few.tell("h1", avmanager_batches=[3])
+    refused = few.roll()
+    assert refused.status != 0 and "unknown arguments: ['avmanager_batches but by -e']" in refused.out
+    assert few.files("h1") == AS_NEW
+
+
+def test_a_report_and_a_configuration_are_found_from_the_folder_of_the_engines_start(one, monkeypatch):
+    monkeypatch.chdir(one.folder)
+    one.configuration("mine")
+    assert one.roll(avmanager_report="said", avmanager_config_source="mine").status == 0
+    assert (one.folder / "said").read_text() == "h1 done\n"
+
+
+@pytest.mark.parametrize("way", ["ansible-playbook", "ansible-pull"])
+def test_a_host_pulls_by_the_same_play(one, way):
+    """The engine on the host itself, with a connection to itself."""
+    repository = one.folder / "repository"
+    repository.mkdir()
+    (repository / "site.yml").write_text('[{"import_playbook": "zarnic.avmanager.rolling"}]')
+    one.configuration("repository/new")
+    subprocess.run(f"""cd {repository} && git init -q && git add . &&
+        git -c user.name=a -c user.email=a commit -qm a""", shell=True, check=True)
+    given = subprocess.run(["tar", "-C", "/", "-ch", f"{repository}"[1:],
+                            "run/fleet/collections"], capture_output=True, check=True).stdout
+    told = ("-i h1, -c local -e avmanager_hosts=h1 -e avmanager_report=/srv/report -e avmanager_kav_dir=/opt/kav "
+            "-e avmanager_pid_file=/opt/kav/pid -e avmanager_config_file=/opt/kav/conf "
+            f"-e avmanager_config_source={repository}/new -e ansible_python_interpreter=/usr/bin/python3")
+    started = {"ansible-playbook": "ansible-playbook zarnic.avmanager.rolling",
+               "ansible-pull": f"ansible-pull -d /srv/pulled -U {repository} site.yml"}[way]
+    one.on("h1", "tar", "-C", "/", "-x", given=given)
+    print(one.on("h1", "sh", "-c", f"HOME=/srv ANSIBLE_COLLECTIONS_PATH=/run/fleet/collections {started} {told}"))
+    assert one.on("h1", "cat", "/srv/report") == "h1 done\n"
+    assert one.level("h1") == HIGH
