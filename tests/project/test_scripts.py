@@ -9,7 +9,7 @@ import pytest
 
 from project import ROOT, name, tracked
 
-FOLDERS = ("packaging", "scripts", "scripts/inside")
+FOLDERS = ("fleet", "packaging", "scripts", "scripts/inside")
 SCRIPTS = [name(path) for path in tracked() if path.read_bytes()[:2] == b"#!"
            and name(path.parent) in FOLDERS] + ["docs/site/filter", "examples/clamd/tour",
                                                 "examples/tour"]
@@ -19,6 +19,11 @@ WRONG = {
     "docs/site/filter": [[]],
     "examples/clamd/tour": [[], ["/dev/null"], ["{tool}", "surplus"]],
     "examples/tour": [[], ["/dev/null"], ["{tool}", "surplus"]],
+    "fleet/demo": [["/nonexistent"], ["{tool}", "surplus"]],
+    "fleet/hosts": [[], ["3"], ["x", "{tool}", "true"], ["3", "/nonexistent", "true"],
+                    ["--on", "h1", "true"], ["--site", "3", "{tool}", "true"]],
+    "fleet/measure": [[], ["--hosts=x", "{tool}"], ["/nonexistent"]],
+    "fleet/test": [[], ["/nonexistent"]],
     "packaging/cross": [[], ["arm64"]],
     "packaging/try": [[], ["deb", "rpm"]],
     "scripts/bench": [["--quick", "surplus"]],

@@ -17,15 +17,29 @@ def output(*command):
 
 
 def machine():
-    """What the hosts could leave, but processes: links, named networks, mounts, files in /run."""
+    """What the hosts could leave, but processes: links, named networks, mounts, files."""
     return (output("ip", "-o", "-br", "link"), output("ip", "netns"),
-            output("findmnt", "-rno", "TARGET,SOURCE"), os.path.exists("/run/fleet"))
+            output("findmnt", "-rno", "TARGET,SOURCE"), os.path.exists("/run/fleet"),
+            {path for path in os.listdir("/tmp") if path.startswith(("tmp.", "ansible"))})
 
 
 def processes_below(pid):
     """Every process that descends from one."""
     children = Path(f"/proc/{pid}/task/{pid}/children").read_text().split()
     return set(children).union(*(processes_below(child) for child in children))
+
+
+def interrupted(command, until, number):
+    """Ends a command, as Ctrl-C does, when it has said something; returns its processes."""
+    with subprocess.Popen(command, stdout=subprocess.PIPE, text=True, preexec_fn=unignored,
+                          start_new_session=True) as run:
+        while until not in run.stdout.readline():
+            pass
+        processes = processes_below(run.pid)
+        assert len(processes) > 4
+        os.killpg(run.pid, number) if number == signal.SIGINT else run.send_signal(number)
+    assert run.returncode in (130, -number)
+    return processes
 
 
 def nothing_left(before, processes=()):
@@ -55,15 +69,12 @@ def unignored():
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL])
 def test_nothing_is_left_after_an_interruption(number):
     before = machine()
-    with subprocess.Popen([*MADE, "sh", "-c", "echo ready; sleep 1000"], stdout=subprocess.PIPE,
-                          text=True, preexec_fn=unignored) as run:
-        while "ready" not in run.stdout.readline():
-            pass
-        processes = processes_below(run.pid)
-        assert len(processes) > 4
-        run.send_signal(number)
-    assert run.returncode in (130, -number)
-    nothing_left(before, processes)
+    nothing_left(before, interrupted([*MADE, "sh", "-c", "echo ready; sleep 1000"], "ready", number))
+
+
+def test_nothing_is_left_after_an_interruption_of_the_demo():
+    before = machine()
+    nothing_left(before, interrupted([HOSTS.parent / "demo", os.environ["AVMANAGER"]], "TASK", signal.SIGINT))
 
 
 @pytest.mark.parametrize("written", ["/usr/sbin/avmanager", "/etc/hostname", "/opt/new", "/tmp/new",
