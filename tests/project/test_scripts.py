@@ -21,6 +21,7 @@ WRONG = {
     "examples/tour": [[], ["/dev/null"], ["{tool}", "surplus"]],
     "fleet/demo": [["/nonexistent"], ["{tool}", "surplus"]],
     "fleet/hosts": [[], ["3"], ["x", "{tool}", "true"], ["3", "/nonexistent", "true"],
+                    ["--server"], ["--server", "none", "3", "{tool}", "true"],
                     ["--on", "h1", "true"], ["--site", "3", "{tool}", "true"]],
     "fleet/measure": [[], ["--hosts=x", "{tool}"], ["/nonexistent"]],
     "fleet/test": [[], ["/nonexistent"]],
