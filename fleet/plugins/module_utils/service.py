@@ -66,7 +66,7 @@ def run(argv, seconds, executable=None):
 
 
 def first_line(status, out, err):
-    return ((out + err).splitlines() or [f"exit status {status}"])[0]
+    return next(filter(str.strip, (out + err).splitlines()), f"exit status {status}")
 
 
 def within(seconds, pause=0.2):

@@ -24,6 +24,13 @@ def documented(kind, name):
     return json.loads(shown)[f"zarnic.avmanager.{name}"]
 
 
+@pytest.mark.parametrize("out, reason", [("", "exit status 3"), (" \n\nwhy\nmore\n", "why")])
+def test_a_reason_is_the_first_line_that_says_anything(out, reason):
+    path = ROOT / "fleet/plugins/module_utils/service.py"
+    told = f"import runpy; print(runpy.run_path({str(path)!r})['first_line'](3, {out!r}, ''))"
+    assert output("/usr/bin/python3", "-B", "-c", told) == f"{reason}\n"
+
+
 def installed(folder):
     """What the archive of the collection becomes in an empty folder."""
     output("ansible-galaxy", "collection", "build", "--output-path", folder, ROOT / "fleet")
