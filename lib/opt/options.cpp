@@ -24,14 +24,16 @@ bool splitLong(std::string_view argument, std::string_view& name, std::string_vi
     if (argument.size() < 3 || !argument.starts_with("--") || !isNameStart(argument[2])) {
         return false;
     }
-    const auto* const end = std::find_if_not(argument.begin() + 3, argument.end(), isNamePart);
-    if (end != argument.end() && *end != '=') {
+    std::size_t end = 3;
+    while (end < argument.size() && isNamePart(argument[end])) {
+        ++end;
+    }
+    if (end < argument.size() && argument[end] != '=') {
         return false;
     }
-    const auto length = static_cast<std::size_t>(end - argument.begin());
-    name = argument.substr(2, length - 2);
+    name = argument.substr(2, end - 2);
     // Without a "=" the name ends where the argument does, and one further would be outside.
-    value = argument.substr(std::min(length + 1, argument.size()));
+    value = argument.substr(std::min(end + 1, argument.size()));
     return true;
 }
 
