@@ -150,16 +150,16 @@ TEST(RefusedChange, LeavesAListAndItsCopies) {
     for (const std::size_t count : {3U, 10U}) {
         const auto make = [count] { return words(count); };
         const auto plus = [count](std::size_t more) { return std::to_string(count + more); };
-        expectChange(
-            make, [](TEArgs& args) { args << word; }, plus(1));
-        expectChange(
-            make, [](TEArgs& args) { args << word.c_str(); }, plus(1));
-        expectChange(
-            make, [](TEArgs& args) { args.append(words(7)); }, plus(7));
-        expectChange(
-            make, [](TEArgs& args) { args.append(args); }, plus(count));
-        expectChange(
-            make, [](TEArgs& args) { static_cast<void>(args + word.c_str()); }, "");
+        const auto addText = [](TEArgs& args) { args << word; };
+        const auto addCharacters = [](TEArgs& args) { args << word.c_str(); };
+        const auto addList = [](TEArgs& args) { args.append(words(7)); };
+        const auto addItself = [](TEArgs& args) { args.append(args); };
+        const auto addToACopy = [](TEArgs& args) { static_cast<void>(args + word.c_str()); };
+        expectChange(make, addText, plus(1));
+        expectChange(make, addCharacters, plus(1));
+        expectChange(make, addList, plus(7));
+        expectChange(make, addItself, plus(count));
+        expectChange(make, addToACopy, "");
     }
 }
 
@@ -176,8 +176,8 @@ void expectAttachmentsLeave(const Make& make) {
         [](const Runner& runner) { return runner.toFile(word).fromText(word).redirect(2, 1); },
     };
     for (const auto& attach : attachments) {
-        expectChange(
-            make, [&](Runner& runner) { static_cast<void>(attach(runner)); }, "");
+        const auto attached = [&](Runner& runner) { static_cast<void>(attach(runner)); };
+        expectChange(make, attached, "");
     }
 }
 

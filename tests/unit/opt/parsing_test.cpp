@@ -26,8 +26,8 @@ using TResult = TOParsing::TResult;
 using Words = std::vector<std::string>;
 
 template <class Target>
-concept Extractable = requires(const TResult& result, Target target) {
-    result >> target;
+concept Extractable = requires(const TOParsing::TResult& result, Target target) {
+    result >> std::forward<Target>(target);
 };
 
 static_assert(std::is_convertible_v<TResult, bool> && !std::is_convertible_v<TResult, int>);
