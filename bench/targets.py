@@ -41,10 +41,10 @@ def _run():
 
 
 def _configuration():
-    for count, limit in ((31, 1.0), (310, None), (3100, None)):
+    for count, *limit in ((31, 1.0, "two allocations for each variable"), (310,), (3100,)):
         yield Comparison(f"configuration of {count} variables",
                          f"configuration/conf_read_file_r/{count}",
-                         f"configuration/ini_parse/{count}", limit)
+                         f"configuration/ini_parse/{count}", *limit)
 
 
 LIBRARIES = [
