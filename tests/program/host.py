@@ -240,5 +240,7 @@ class Host:
 
 def errors_file(service):
     """The content of a service's errors file, or None where there is none."""
-    path = Path(f"/tmp/zrckav_{service}_errors")
-    return path.read_text() if path.exists() else None
+    try:
+        return Path(f"/tmp/zrckav_{service}_errors").read_text()
+    except FileNotFoundError:  # a start may just remove it
+        return None
