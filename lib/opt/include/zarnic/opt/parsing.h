@@ -171,9 +171,8 @@ class TOParsing::TResult {
     TOParsing parser_;
 };
 
-// Base of the parser's errors. Making one composes its message, and throws std::bad_alloc. An
-// error about an entry shares the command line, so that the entry is valid as long as the
-// error.
+// Base of the parser's errors. One about an entry shares the command line, so that the entry is
+// valid as long as the error.
 class TOParsing::TPError : public TError {
   public:
     using TError::TError;
