@@ -1,5 +1,5 @@
-# What `cmake --install` puts where. Two components, so that a host gets the program alone:
-# `program`, and `development` for whoever links the libraries.
+# What `cmake --install` puts where. Components, so that a host gets what it needs alone: `program`,
+# `development` for whoever links the libraries, and `collection` for the host that Ansible runs on.
 
 include(GNUInstallDirs)
 
@@ -10,11 +10,17 @@ install(FILES completions/avmanager.bash RENAME avmanager COMPONENT program
     DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
 install(FILES completions/_avmanager COMPONENT program
     DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
-install(FILES CHANGELOG.md LICENSE TYPE DOC COMPONENT program)
-install(DIRECTORY docs/ TYPE DOC COMPONENT program
-    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg"
-    PATTERN site EXCLUDE)
+install(FILES CHANGELOG.md LICENSE docs/messages.md docs/operations.md docs/security.md
+    TYPE DOC COMPONENT program)
 
 install(DIRECTORY examples/ DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT development
     FILES_MATCHING PATTERN "*.cpp" PATTERN "*.expected" PATTERN CMakeLists.txt
     PATTERN clamd EXCLUDE PATTERN server EXCLUDE)
+
+# Left out unless it is asked for.
+set(collection COMPONENT collection EXCLUDE_FROM_ALL)
+install(DIRECTORY fleet/ ${collection}
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/ansible/collections/ansible_collections/zarnic/avmanager"
+    FILES_MATCHING PATTERN "*.cfg" PATTERN "*.md" PATTERN "*.py" PATTERN "*.yml"
+    PATTERN tests EXCLUDE PATTERN __pycache__ EXCLUDE)
+install(FILES docs/fleet.md TYPE DOC ${collection})

@@ -38,7 +38,7 @@ WRONG = {
     "scripts/install": [[], ["dash", "--bogus"]],
     "scripts/mutants": [["-3"], ["0"], ["x"], ["5", "none"]],
     "scripts/on-bare-debian": [[], ["bookworm"], ["../x", "true"]],
-    "scripts/package": [["surplus"]],
+    "scripts/package": [["surplus"], ["try", "surplus"]],
     "scripts/portability": [["i386", "none"]],
     "scripts/picture": [["program", "surplus"]],
     "scripts/test": [["tidy", "none"], ["all", "tidy"], ["d"]],
