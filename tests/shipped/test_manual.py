@@ -6,16 +6,15 @@ import re
 import shutil
 import string
 import subprocess
-from pathlib import Path
 
 import pytest
 
 import interface
 import pages
+import places
 from pages import ROOT
 
 PROGRAM = os.environ["AVMANAGER"]
-MARK = "\036"
 
 
 # --- the pages as such ---
@@ -38,6 +37,10 @@ def test_mandoc_has_nothing_to_complain_of(page):
 @pytest.mark.parametrize("page", pages.PAGES, ids=lambda page: page.name)
 def test_groff_has_nothing_to_complain_of(page):
     checked("man", "--warnings=w", "-E", "UTF-8", "-Tutf8", "-Z", "-l", page, width=80)
+
+
+def test_a_search_for_an_antivirus_finds_the_manager():
+    assert "antivirus" in checked("lexgrog", ROOT / "manual/avmanager.8")
 
 
 @pytest.mark.parametrize("page", pages.PAGES, ids=lambda page: page.name)
@@ -80,6 +83,12 @@ def test_options_in_brackets_are_ignored_without_a_value_and_others_are_not():
             assert interface.complaint(*words) == f"Unknown option '--{interface.REFUSED}'"
 
 
+def test_nothing_is_an_error_with_help():
+    said = " ".join(pages.section("avmanager.8", "DESCRIPTION"))
+    assert "With .Fl Fl help and .Fl h nothing is an error." in said
+    assert [interface.complaint(word) for word in ("--help", "-h")] == ["", ""]
+
+
 def test_every_command_and_option_is_explained():
     forms = pages.forms("avmanager.8")
     named = [re.findall(r"Fl Fl ([\w-]+)", "\n".join(pages.section("avmanager.8", name)))
@@ -110,54 +119,27 @@ def test_the_common_lines_are_the_programs():
 
 # --- its examples ---
 
-def script(folder):
-    """The examples' sessions as one script that marks where the output of each command begins,
-    and the lines that each is to show."""
-    text, expected = [f"mark() {{ status=$?; printf '{MARK}'; return $status; }}"], []
-    for display in pages.displays("avmanager.8", "EXAMPLES"):
-        if display[0].startswith("#!"):
-            program = folder / "bin" / display[1].split()[1]
-            program.write_text("\n".join(display) + "\n")
-            program.chmod(0o755)
-            continue
-        for command, shown in pages.commands_of(display):
-            text += ["mark", command]
-            expected.append((command, shown))
-    return "\n".join(text) + "\n", expected
+def test_the_scripts_of_the_page_are_the_examples():
+    scripts = [display for display in pages.displays("avmanager.8", "EXAMPLES")
+               if display[0].startswith("#!")]
+    assert {display[1].split()[1] for display in scripts} == set(places.SHOWN)
+    for display in scripts:
+        assert "\n".join(display) + "\n" == (ROOT / "examples" / display[1].split()[1]).read_text()
 
 
-@pytest.fixture(name="server", scope="module")
-def server_at_its_places(tmp_path_factory):
-    """The stand-in server where the examples have theirs. Only /etc can be the examples' own:
-    other folders are the machine's, and their names are replaced."""
-    folder = tmp_path_factory.mktemp("server")
-    for made in ("bin", "kav", "run"):
-        (folder / made).mkdir()
-    shutil.copytree(ROOT / "examples/server/bin", folder / "kav/bin")
-    (folder / "bin/avmanager").symlink_to(PROGRAM)
-    configuration = Path("/etc/kav/aveserver.conf")
-    assert not configuration.parent.exists()
-    configuration.parent.mkdir()
-    configuration.write_text(f"PidFile {folder}/run/aveserver.pid\nLog {folder}/log\nLevel low\n")
-    yield folder
-    shutil.rmtree(configuration.parent)
+@pytest.fixture(name="host", scope="module")
+def host_of_the_examples(tmp_path_factory):
+    return places.Host(tmp_path_factory.mktemp("host"))
 
 
 @pytest.fixture(name="outputs", scope="module")
-def outputs_of_the_examples(server):
+def outputs_of_the_examples(host):
     """Each command of the examples with the lines that it is to show and those that it shows."""
-    text, expected = script(server)
-    for places, other in (("/opt/kav", "kav"), ("/run/kav", "run")):
-        assert text.count(places) == 1
-        text = text.replace(places, str(server / other))
-    with (server / "output").open("wb") as output:
-        subprocess.run(["/bin/sh", "-c", text], stdin=subprocess.DEVNULL, stdout=output,
-                       stderr=subprocess.STDOUT, check=False, timeout=60,
-                       env={"PATH": f"{server}/bin:/usr/bin:/bin", "LC_ALL": "C"})
-    shown = (server / "output").read_text().split(MARK)[1:]
-    assert len(shown) == len(expected) > 20
-    return [(command, lines, got.splitlines())
-            for (command, lines), got in zip(expected, shown, strict=True)]
+    expected = [row for display in pages.displays("avmanager.8", "EXAMPLES")
+                if not display[0].startswith("#!") for row in pages.commands_of(display)]
+    assert len(expected) > 20
+    shown = host.session([command for command, _ in expected])
+    return [(*row, got) for row, got in zip(expected, shown, strict=True)]
 
 
 def test_the_examples_show_what_they_are_said_to_show(outputs):
@@ -165,9 +147,9 @@ def test_the_examples_show_what_they_are_said_to_show(outputs):
         (command, lines) for command, lines, _ in outputs]
 
 
-def test_the_examples_do_what_they_are_said_to_do(server, outputs):
+def test_the_examples_do_what_they_are_said_to_do(host, outputs):
     assert outputs
-    assert (server / "log").read_text().splitlines() == [
+    assert (host.folder / "run/kav/log").read_text().splitlines() == [
         "started, level low",  # and killed
         "started, level low", "reloaded, level high", "ended"]
 
