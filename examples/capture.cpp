@@ -1,5 +1,6 @@
-// Captures what a program prints, and judges how the program ended. No shell is in between: the
-// star below reaches the program as it is.
+// Captures what a program prints, and judges how the program ended; feeds a long text to one
+// and reads what comes back. No shell is in between: the star below reaches the program as it
+// is.
 
 #include <zarnic/sys/output.h>
 #include <zarnic/sys/wait.h>
@@ -33,8 +34,14 @@ int main() {
         judge(TExec(el + "expr" + "6" + "-" + "6"));
         judge(TExec(el + "sh" + "-c" + "echo good-bye; kill -TERM $$"));
 
-        // Where anything but success is an error.
+        // What the buffer of stdout holds would go into the text first.
+        std::fflush(stdout);
+        const std::string fed(1'000'000, 'a');
         std::string text;
+        checkedOutput(text, TExec(el + "tr" + "a" + "b").fromText(fed));
+        std::printf("fed %zu bytes, read %zu\n", fed.size(), text.size());
+
+        // Where anything but success is an error.
         checkedOutput(text, TExec(el + "expr" + "6" + "-" + "6"));
     } catch (const std::runtime_error& error) {
         std::printf("%s", error.what());

@@ -1,4 +1,5 @@
-"""Each example does what the session beside it shows, and is short enough to be read at once."""
+"""Each example does what the session beside it shows, and is short enough to be read at once. The
+page of the libraries shows parts of them."""
 
 import os
 import re
@@ -56,3 +57,18 @@ def test_each_has_a_session_and_is_short():
     assert lengths.keys() == {session.stem for session in SESSIONS}
     assert len(lengths) >= 7
     assert {name: lines for name, lines in lengths.items() if lines > LONGEST} == {}
+
+
+def unindented(text):
+    return "\n" + re.sub(r"^ +", "", text, flags=re.M)
+
+
+def test_the_page_of_the_libraries_shows_parts_of_them():
+    page = (FOLDER.parent / "docs/libraries.md").read_text()
+    linked = [re.findall(r"\(\.\./examples/(\w+)\.cpp\)", section) for section in page.split("\n## ")]
+    assert {name for names in linked for name in names} == {session.stem for session in SESSIONS}
+    shown = [(names, block) for names, section in zip(linked, page.split("\n## "))
+             for block in re.findall(r"^```.*\n((?:.*\n)*?)```$", section, re.M)]
+    assert len(shown) >= 10
+    assert [block for names, block in shown if not any(
+        unindented(block) in unindented((FOLDER / f"{name}.cpp").read_text()) for name in names)] == []
