@@ -8,7 +8,7 @@ from project import PRODUCT, ROOT, includes, name, sources, without_comments
 
 # The arrows between folders, as the picture of the architecture draws them.
 ARROWS = re.findall(r'^ *"([\w/]+)" -> "([\w/]+)"$',
-                    (ROOT / "docs/architecture.md").read_text(), re.MULTILINE)
+                    (ROOT / "docs/architecture-layers.dot").read_text(), re.MULTILINE)
 LAYERS = {layer for arrow in ARROWS for layer in arrow}
 
 
