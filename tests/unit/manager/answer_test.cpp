@@ -17,7 +17,7 @@ TEST(Answer, IsOneWriteWhateverItsLength) {
     for (const std::size_t length : {0U, 1U, 126U, 127U, 128U, 1500U, 4094U}) {
         int ends[2];
         ASSERT_EQ(::pipe2(ends, O_DIRECT), 0);
-        const test::Captured child = test::inChild([&] {
+        test::inChild([&] {
             static char buffer[128];
             std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
             ::dup2(ends[1], STDOUT_FILENO);

@@ -3,7 +3,6 @@
 
 #include "manager/front_end.h"
 
-#include <new>
 #include <stdexcept>
 #include <type_traits>
 
@@ -50,38 +49,17 @@ static_assert(sizeof(TUError) == sizeof(std::string));
 static_assert(std::is_nothrow_copy_constructible_v<TUError>);
 static_assert(std::is_same_v<CommandHandler, bool (*)(TOParsing)>);
 
-test::Captured answer(std::vector<const char*> arguments) {
-    arguments.insert(arguments.begin(), "avmanager");
-    return test::inChild([&arguments] {
-        const int status = runCommandLine(static_cast<int>(arguments.size()), arguments.data());
-        std::cerr << called;
-        std::exit(status);
-    });
-}
-
-void expectAnswer(const std::vector<const char*>& arguments, int status, const std::string& out,
+void expectAnswer(std::vector<const char*> arguments, int status, const std::string& out,
                   const std::string& commands) {
-    const test::Captured child = answer(arguments);
+    arguments.insert(arguments.begin(), "avmanager");
+    const test::Captured child = test::inChild([&arguments] {
+        const int result = runCommandLine(static_cast<int>(arguments.size()), arguments.data());
+        std::cerr << called;
+        std::exit(result);
+    });
     EXPECT_TRUE(child.exited(status)) << child.status;
     EXPECT_EQ(child.out, out);
     EXPECT_EQ(child.err, commands);
-}
-
-TEST(FrontEnd, WithoutAProgramNameNothingIsRead) {
-    const char* const bogus[] = {"avmanager", "--bogus", nullptr};
-    const char* const nameless[] = {nullptr, "--bogus", nullptr};
-    EXPECT_EQ(runCommandLine(0, bogus), 0);
-    EXPECT_EQ(runCommandLine(0, nullptr), 0);
-    EXPECT_EQ(runCommandLine(2, nullptr), 0);
-    EXPECT_EQ(runCommandLine(0, nameless), 0);
-    EXPECT_EQ(runCommandLine(2, nameless), 0);
-    EXPECT_EQ(runCommandLine(-1, bogus), 0);
-}
-
-TEST(FrontEnd, ArgumentsEndAtTheCountOrAtTheFirstNull) {
-    const char* const bogus[] = {"avmanager", "plain", nullptr, "--bogus", nullptr};
-    EXPECT_EQ(runCommandLine(1, bogus), 0);
-    EXPECT_EQ(runCommandLine(4, bogus), 0);
 }
 
 // The first that does not decline would refuse the others: this order decides which one it is.
@@ -90,36 +68,31 @@ TEST(FrontEnd, ACommandThatDeclinesLetsTheNextOneRun) {
                   "--kill-service", "--service-started", "--start-service", "--check-install",
                   "--delete-file"},
                  0, "", "delete check start started kill restart content save ");
-}
-
-TEST(FrontEnd, AfterEveryCommandDeclinedTheFinalCheckRuns) {
+    expectAnswer({"--delete-file", "--help", "--bogus"}, 0, "", "delete ");
+    expectAnswer({"--delete-file", "-h", "--bogus"}, 0, "", "delete ");
+    // After all of them, the final check.
     expectAnswer({"--delete-file"}, 0, "", "delete ");
     expectAnswer({"--delete-file", "--bogus"}, 1, "Unknown option '--bogus'\n", "delete ");
 }
 
-TEST(FrontEnd, HelpIsReachedAfterACommandThatDeclines) {
-    expectAnswer({"--delete-file", "--help", "--bogus"}, 0, "", "delete ");
-    expectAnswer({"--delete-file", "-h", "--bogus"}, 0, "", "delete ");
-}
-
-// A command that throws, and the line that the program ends with.
-void expectLine(void (*thrown)(), const std::string& line) {
-    thrower = thrown;
-    expectAnswer({"--check-install"}, 1, line + "\n", "");
-}
-
-TEST(FrontEnd, AnErrorIsPrintedWithItsFullLength) {
-    expectLine([] { throw zarnic::TError(std::string("a\0b", 3)); }, std::string("a\0b", 3));
-    expectLine([] { throw TUError(std::string("a\0b", 3)); }, std::string("a\0b", 3));
-    expectLine([] { throw zarnic::TError(""); }, "");
-}
-
-TEST(FrontEnd, AnythingElseIsError) {
-    expectLine([] { throw 1; }, "Error");
-    expectLine([] { throw std::bad_alloc(); }, "Error");
-    expectLine([] { throw std::runtime_error("said"); }, "Error");
-    expectLine([] { throw zarnic::SystemError("said", EPERM); }, "Error");
-    expectLine([] { zarnic::throw_system_error("said", EINTR); }, "Error");
+TEST(FrontEnd, AnErrorIsPrintedWithItsFullLengthAndAnythingElseIsError) {
+    const std::string text("a\0b", 3);
+    const struct {
+        void (*thrown)();
+        std::string line;
+    } rows[] = {
+        {[] { throw zarnic::TError(std::string("a\0b", 3)); }, text},
+        {[] { throw TUError(std::string("a\0b", 3)); }, text},
+        {[] { throw zarnic::TError(""); }, ""},
+        {[] { throw 1; }, "Error"},
+        {[] { throw std::bad_alloc(); }, "Error"},
+        {[] { throw std::runtime_error("said"); }, "Error"},
+        {[] { throw zarnic::SystemError("said", EPERM); }, "Error"},
+    };
+    for (const auto& [thrown, line] : rows) {
+        thrower = thrown;
+        expectAnswer({"--check-install"}, 1, line + "\n", "");
+    }
 }
 
 }  // namespace

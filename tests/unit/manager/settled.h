@@ -6,11 +6,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <cstdlib>
 #include <functional>
-#include <sstream>
+#include <set>
 #include <string>
-#include <vector>
 
 #include "tests/support/capture.h"
 
@@ -18,44 +17,38 @@ namespace test {
 
 // How a process and those that it left behind ended, and what all of them wrote.
 struct Outcome {
-    int status;                // exit status, or 1000 and the signal
-    std::vector<int> orphans;  // the same of the others, ascending
+    std::string ends;  // exit status, ": ", and the others' in ascending order: "0: 0 0 7"
     std::string out;
     std::string err;
 };
-
-// Waits until this process, which adopts what others leave, has no child left.
-inline std::string endsOfAll(pid_t first) {
-    std::string own;
-    std::string others;
-    int status = 0;
-    for (pid_t pid = 0; (pid = ::waitpid(-1, &status, 0)) > 0;) {
-        const int end = WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
-        (pid == first ? own : others) += std::to_string(end) + '\n';
-    }
-    return own + others;
-}
 
 // Runs `body` in a process of its own, which ends with 0 when the body returns.
 inline Outcome settled(const std::function<void()>& body) {
     const TempDir dir;
     const Captured captured = inChild([&] {
         ::prctl(PR_SET_CHILD_SUBREAPER, 1);
-        const pid_t pid = ::fork();
-        if (pid == 0) {
+        const pid_t first = ::fork();
+        if (first == 0) {
             body();
             std::exit(0);
         }
-        writeFile(dir / "ends", endsOfAll(pid));
+        std::string ends;
+        std::multiset<int> others;
+        int status = 0;
+        for (pid_t pid = 0; (pid = ::waitpid(-1, &status, 0)) > 0;) {
+            const int end = WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+            if (pid == first) {
+                ends = std::to_string(end) + ":";
+            } else {
+                others.insert(end);
+            }
+        }
+        for (const int other : others) {
+            ends += " " + std::to_string(other);
+        }
+        writeFile(dir / "ends", ends);
     });
-    Outcome outcome{-1, {}, captured.out, captured.err};
-    std::istringstream ends(readFile(dir / "ends"));
-    ends >> outcome.status;
-    for (int status = 0; ends >> status;) {
-        outcome.orphans.push_back(status);
-    }
-    std::sort(outcome.orphans.begin(), outcome.orphans.end());
-    return outcome;
+    return {readFile(dir / "ends"), captured.out, captured.err};
 }
 
 }  // namespace test
