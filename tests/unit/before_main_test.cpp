@@ -1,5 +1,6 @@
-// What static objects of other files may use before main: the texts of errors, and the empty
-// list. The objects here are made before those of the libraries, whose files are linked later.
+// What static objects of other files may use before main and after it: the texts of errors, and
+// the empty list. The objects here are made before those of the libraries, whose files are
+// linked later.
 
 #include <gtest/gtest.h>
 
@@ -40,7 +41,14 @@ const struct {
     {textOf<TOParsing::TUnknLOpt>(options, l), "Unknown option '--long'"},
 };
 
+// What the empty list is at its very end is seen by the sanitizers.
 const TEArgs early_arguments = sys::el + sys::bad_execute_arguments;
+const struct UsesItLast {
+    UsesItLast() = default;
+    UsesItLast(const UsesItLast&) = delete;
+    UsesItLast& operator=(const UsesItLast&) = delete;
+    ~UsesItLast() { static_cast<void>(sys::el + "cat"); }
+} used_last;
 
 TEST(BeforeMain, ErrorsHaveTheirTexts) {
     for (const auto& text : early_texts) {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <type_traits>
 
@@ -18,148 +17,47 @@ static_assert(std::is_base_of_v<TEArgs::TEArgsError, TEArgs::TOverflow>);
 static_assert(std::is_base_of_v<TEArgs::TEArgsError, TEArgs::TOutOfRange>);
 static_assert(!std::is_base_of_v<TSysCallErr, TEArgs::TEArgsError>, "it has no error number");
 
+// Elements that a shell, a string of C or a short buffer would change.
+const Elements odd = {std::string("a\0b and more than fits into a string object", 43), "",
+                      "a b\t\"c\" 'd' $HOME `e` \\f * ? ; | \n \xff"};
+
 TEArgs listOf(std::size_t count) {
     TEArgs args;
     for (std::size_t i = 0; i < count; ++i) {
-        args << std::to_string(i);
+        args << odd[i % odd.size()];
     }
     return args;
 }
 
-bool shareStorage(const TEArgs& a, const TEArgs& b) { return &a.elements() == &b.elements(); }
-
-TEST(ExecArgs, AFreshListIsEmpty) {
-    const TEArgs args;
-    EXPECT_EQ(args.size(), 0U);
-    EXPECT_TRUE(args.elements().empty());
-}
-
 TEST(ExecArgs, AnEmptyListHasRoomForTen) {
-    EXPECT_GE(TEArgs().elements().capacity(), 10U);
-    EXPECT_GE(el.elements().capacity(), 10U);
+    EXPECT_EQ(TEArgs().elements().capacity(), 10U);
+    EXPECT_EQ(el.elements().capacity(), 10U);
 }
 
-TEST(ExecArgs, TheEmptyListStaysEmptyWhenACopyGrows) {
-    TEArgs copy(el);
-    copy << "cat";
-    EXPECT_EQ(copy.size(), 1U);
-    EXPECT_EQ(el.size(), 0U);
-    EXPECT_FALSE(shareStorage(copy, el));
+// --- additions, against a vector ---
+
+struct Addition {
+    TEArgs& (*perform)(TEArgs& list, const TEArgs& other);
+    Elements (*added)(const Elements& list, const Elements& other);
+};
+
+// An own element where there is one: an addition must not lose it while it moves the others.
+const std::string& text(const Elements& list) {
+    return list.empty() ? odd.front() : list.front();
 }
 
-TEST(ExecArgs, ChainedAdditionsKeepTheirOrder) {
-    TEArgs args;
-    args << "cp" << std::string("from") << "to";
-    EXPECT_EQ(args.elements(), (Elements{"cp", "from", "to"}));
-}
-
-TEST(ExecArgs, AnAdditionReturnsTheListItself) {
-    TEArgs args;
-    EXPECT_EQ(&(args << "a"), &args);
-    EXPECT_EQ(&(args << std::string("b")), &args);
-    EXPECT_EQ(&args.append(el), &args);
-}
-
-TEST(ExecArgs, TextIsStoredExactlyAsGiven) {
-    const std::string odd = "a b\t\"c\" 'd' $HOME `e` \\f * ? ; | \n \xff";
-    const std::string with_nul("a\0b", 3);
-    TEArgs args;
-    args << odd << odd.c_str() << with_nul << "" << std::string();
-    EXPECT_EQ(args.elements(), (Elements{odd, odd, with_nul, "", ""}));
-}
-
-TEST(ExecArgs, AnOwnElementCanBeAddedAgain) {
-    TEArgs args;
-    args << "a long enough text to live on the heap";
-    for (int i = 0; i < 20; ++i) {
-        args << args.at(0) << args.at(0).c_str();
-    }
-    EXPECT_EQ(args.elements(), Elements(41, "a long enough text to live on the heap"));
-}
-
-TEST(ExecArgs, ACopySharesItsStorage) {
-    const TEArgs a = listOf(3);
-    const TEArgs b(a);
-    EXPECT_TRUE(shareStorage(a, b));
-    TEArgs c;
-    c = a;
-    EXPECT_TRUE(shareStorage(a, c));
-}
-
-TEST(ExecArgs, AddingToACopyLeavesTheOriginalUnchanged) {
-    const TEArgs a = listOf(2);
-    TEArgs b(a);
-    b << "new";
-    EXPECT_EQ(a.elements(), (Elements{"0", "1"}));
-    EXPECT_EQ(b.elements(), (Elements{"0", "1", "new"}));
-    EXPECT_FALSE(shareStorage(a, b));
-    TEArgs c(a);
-    c << std::string("new");
-    EXPECT_EQ(a.elements(), (Elements{"0", "1"}));
-}
-
-TEST(ExecArgs, AddingToTheOriginalLeavesTheCopyUnchanged) {
-    TEArgs a = listOf(2);
-    const TEArgs b(a);
-    a << "new";
-    EXPECT_EQ(a.size(), 3U);
-    EXPECT_EQ(b.size(), 2U);
-}
-
-TEST(ExecArgs, AddingToAListThatIsNoLongerSharedDoesNotCopy) {
-    TEArgs a = listOf(2);
-    const Elements* const storage = &a.elements();
-    {
-        TEArgs b(a);
-        b << "detaches b";
-        const TEArgs ended(a);
-    }
-    a << "c string" << std::string("string");
-    a.append(listOf(2));
-    EXPECT_EQ(&a.elements(), storage);
-}
-
-TEST(ExecArgs, AppendingAddsEveryElementInOrder) {
-    TEArgs args;
-    args << "a";
-    TEArgs other;
-    other << "b"
-          << "c"
-          << "d";
-    args.append(other);
-    EXPECT_EQ(args.elements(), (Elements{"a", "b", "c", "d"}));
-    EXPECT_EQ(other.size(), 3U);
-}
-
-TEST(ExecArgs, AppendingToACopyLeavesTheOriginalUnchanged) {
-    const TEArgs a = listOf(2);
-    TEArgs b(a);
-    b.append(listOf(2));
-    EXPECT_EQ(a.size(), 2U);
-    EXPECT_EQ(b.elements(), (Elements{"0", "1", "0", "1"}));
-}
-
-TEST(ExecArgs, AListAppendedToItselfDoublesAlone) {
-    TEArgs args = listOf(50);
-    const TEArgs shared(args);
-    args.append(args);
-    EXPECT_EQ(shared.size(), 50U);
-    ASSERT_EQ(args.size(), 100U);
-    for (std::size_t i = 0; i < 100; ++i) {
-        EXPECT_EQ(args.at(i), std::to_string(i % 50));
-    }
-}
-
-TEST(ExecArgs, CopyAndAddLeavesTheSourceUntouched) {
-    const TEArgs source = listOf(2);
-    const Elements* const storage = &source.elements();
-    const TEArgs made = source + "new";
-    EXPECT_EQ(made.elements(), (Elements{"0", "1", "new"}));
-    EXPECT_EQ(source.elements(), (Elements{"0", "1"}));
-    EXPECT_EQ(&source.elements(), storage);
-}
-
-// --- what does not fit, and what is not there ---
+constexpr Addition additions[] = {
+    {[](TEArgs& list, const TEArgs&) -> TEArgs& { return list << text(list.elements()); },
+     [](const Elements& list, const Elements&) { return Elements{text(list)}; }},
+    {[](TEArgs& list, const TEArgs&) -> TEArgs& {
+         return list << text(list.elements()).c_str();
+     },
+     [](const Elements& list, const Elements&) { return Elements{text(list).c_str()}; }},
+    {[](TEArgs& list, const TEArgs& other) -> TEArgs& { return list.append(other); },
+     [](const Elements&, const Elements& other) { return other; }},
+    {[](TEArgs& list, const TEArgs&) -> TEArgs& { return list.append(list); },
+     [](const Elements& list, const Elements&) { return list; }},
+};
 
 std::string overflow(std::size_t count, std::size_t added) {
     return "The number of arguments has exceeded the defined limits (arguments number = " +
@@ -167,82 +65,102 @@ std::string overflow(std::size_t count, std::size_t added) {
            ", max = 100)";
 }
 
-// The message of the TOverflow that `action` throws; empty when it throws none.
-template <class Action>
-std::string overflowOf(const Action& action) {
+// The list has the elements that are added, or is refused them and shares as before; the other
+// list, which may share its elements, has its own.
+void expectAddition(const Addition& addition, TEArgs& list, const TEArgs& other) {
+    Elements expected = list.elements();
+    const Elements* const storage = &list.elements();
+    const Elements others = other.elements();
+    const Elements added = addition.added(expected, others);
+    const std::size_t count = expected.size();
     try {
-        action();
+        EXPECT_EQ(&addition.perform(list, other), &list);
+        expected.insert(expected.end(), added.begin(), added.end());
+        EXPECT_LE(expected.size(), 100U);
+        EXPECT_NE(&list.elements(), &other.elements());
     } catch (const TEArgs::TOverflow& error) {
-        return error.message();
+        EXPECT_GT(count + added.size(), 100U);
+        EXPECT_EQ(error.message(), overflow(count, added.size()));
+        EXPECT_EQ(&error.args().elements(), storage);
+        EXPECT_EQ(&list.elements(), storage);
     }
-    return {};
+    EXPECT_EQ(list.elements(), expected);
+    EXPECT_EQ(other.elements(), others);
 }
 
-// The message of the TOutOfRange for an index; empty when there is an element.
-std::string outOfRangeOf(const TEArgs& args, std::size_t index) {
-    try {
-        args.at(index);
-    } catch (const TEArgs::TOutOfRange& error) {
-        EXPECT_EQ(error.index(), index);
-        EXPECT_EQ(&error.args().elements(), &args.elements());
-        EXPECT_EQ(error.nested().get(), nullptr);
-        return error.what();
-    }
-    return {};
-}
-
-TEST(ExecArgsErrors, AHundredAdditionsFitAndTheNextIsRefused) {
-    TEArgs args = listOf(100);
-    EXPECT_EQ(args.size(), TEArgs::max_size);
-    EXPECT_EQ(overflowOf([&] { args << "one more"; }), overflow(100, 1));
-    EXPECT_EQ(overflowOf([&] { args << std::string("one more"); }), overflow(100, 1));
-    EXPECT_EQ(overflowOf([&] { args + "one more"; }), overflow(100, 1));
-    EXPECT_EQ(args.size(), 100U);
-}
-
-TEST(ExecArgsErrors, EveryPairOfLengthsFitsExactlyUpToTheLimit) {
-    for (std::size_t count = 0; count <= 100; ++count) {
-        const TEArgs base = listOf(count);
-        for (std::size_t added = 0; added <= 100; ++added) {
-            TEArgs args(base);
-            const TEArgs tail = listOf(added);
-            const std::string refusal = overflowOf([&] { args.append(tail); });
-            const bool fits = count + added <= 100;
-            ASSERT_EQ(refusal, fits ? "" : overflow(count, added));
-            ASSERT_EQ(args.size(), fits ? count + added : count);
+TEST(ExecArgs, EveryLengthFitsExactlyUpToTheLimit) {
+    for (std::size_t count = 1; count <= 100; ++count) {
+        for (const std::size_t added : {100 - count, 101 - count}) {
+            TEArgs list = listOf(count);
+            expectAddition(additions[2], list, listOf(added));
         }
     }
 }
 
-// The check stands before the detach: a refused addition must not even cost the sharing.
-TEST(ExecArgsErrors, ARefusedAdditionKeepsTheStorageShared) {
-    TEArgs args = listOf(100);
-    const TEArgs shared(args);
-    EXPECT_THROW(args << "one more", TEArgs::TOverflow);
-    EXPECT_THROW(args << std::string("one more"), TEArgs::TOverflow);
-    EXPECT_THROW(args.append(listOf(1)), TEArgs::TOverflow);
-    EXPECT_EQ(&args.elements(), &shared.elements());
+// Of a thousand sequences from each start: four additions, or a copy of the other list, to the
+// one list or the other.
+TEST(ExecArgs, AllShortSequencesOnTwoListsAreAsTheVectorsSay) {
+    for (const std::size_t count : {0U, 3U, 50U, 99U}) {
+        for (int sequence = 0; sequence < 1000 && !HasFailure(); ++sequence) {
+            SCOPED_TRACE(std::to_string(count) + ", sequence " + std::to_string(sequence));
+            TEArgs lists[] = {listOf(count), TEArgs(el)};
+            for (const int operation : {sequence / 100, sequence / 10 % 10, sequence % 10}) {
+                TEArgs& list = lists[operation % 2];
+                const TEArgs& other = lists[1 - operation % 2];
+                if (operation < 8) {
+                    expectAddition(additions[operation / 2], list, other);
+                } else {
+                    list = other;
+                    EXPECT_EQ(&list.elements(), &other.elements());
+                }
+            }
+        }
+    }
+    EXPECT_EQ(el.size(), 0U);
 }
 
-TEST(ExecArgsErrors, AnOverflowSharesTheListAndKeepsItAsItWas) {
-    TEArgs args = listOf(98);
-    try {
-        args.append(listOf(3));
-        FAIL();
-    } catch (const TEArgs::TEArgsError& error) {
-        EXPECT_EQ(&error.args().elements(), &args.elements());
-        args << "later";
-        EXPECT_EQ(error.args().size(), 98U);
+TEST(ExecArgs, AddingToAListThatIsNoLongerSharedDoesNotCopy) {
+    TEArgs list = listOf(2);
+    const Elements* const storage = &list.elements();
+    {
+        TEArgs copy(list);
+        copy << "detaches the copy";
+        const TEArgs ended(list);
     }
+    list << "c string" << std::string("string");
+    list.append(listOf(2));
+    EXPECT_EQ(&list.elements(), storage);
 }
 
-TEST(ExecArgsErrors, TheFirstIndexPastTheEndIsOutOfRangeForEveryLength) {
-    for (std::size_t count = 0; count <= 100; ++count) {
-        EXPECT_EQ(outOfRangeOf(listOf(count), count),
-                  "Wrong index (index = " + std::to_string(count) + ")");
+TEST(ExecArgs, ASumIsAListOfItsOwn) {
+    const TEArgs source = listOf(2);
+    const Elements* const storage = &source.elements();
+    EXPECT_EQ((source + odd[0] + odd[2].c_str()).elements(),
+              (Elements{odd[0], odd[1], odd[0], odd[2]}));
+    EXPECT_EQ(&source.elements(), storage);
+    EXPECT_EQ(source.size(), 2U);
+    EXPECT_THROW(listOf(100) + "one more", TEArgs::TOverflow);
+    EXPECT_THROW(listOf(100) + std::string("one more"), TEArgs::TOverflow);
+}
+
+TEST(ExecArgs, AnIndexThatNamesNoElementIsAnErrorThatSharesTheList) {
+    for (const std::size_t count : {0U, 1U, 100U}) {
+        const TEArgs list = listOf(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            EXPECT_EQ(&list.at(i), &list.elements()[i]);
+        }
+        for (const std::size_t index : {count, SIZE_MAX}) {
+            try {
+                list.at(index);
+                FAIL();
+            } catch (const TEArgs::TOutOfRange& error) {
+                EXPECT_EQ(error.what(), "Wrong index (index = " + std::to_string(index) + ")");
+                EXPECT_EQ(error.index(), index);
+                EXPECT_EQ(&error.args().elements(), &list.elements());
+                EXPECT_EQ(error.nested().get(), nullptr);
+            }
+        }
     }
-    constexpr std::size_t last = std::numeric_limits<std::size_t>::max();
-    EXPECT_EQ(outOfRangeOf(el, last), "Wrong index (index = " + std::to_string(last) + ")");
 }
 
 }  // namespace
