@@ -1,177 +1,249 @@
-// When the runner calls which hook of its preparer.
+// Which hooks of its preparer a run calls, and what it comes to when something fails.
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <iostream>
+#include <new>
+#include <optional>
 
-#include "tests/unit/sys/recording_preparer.h"
 #include "tests/unit/sys/runs.h"
 #include "zarnic/sys/exec.h"
+
+namespace {
+
+// What freeing an array leaves in errno: the allocator may make system calls.
+bool freeing_spoils_errno = false;
+
+}  // namespace
+
+// Of arrays only: these are the copies of the arguments.
+void* operator new[](std::size_t size) {
+    void* const memory = std::malloc(size == 0 ? 1 : size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+    if (freeing_spoils_errno) {
+        errno = ERANGE;
+    }
+}
+
+void operator delete[](void* memory, std::size_t /*size*/) noexcept {
+    operator delete[](memory);
+}
 
 namespace zarnic::sys {
 namespace {
 
+using test::declined;
 using test::isolated;
-using test::Notes;
 using test::probe;
 using test::program;
-using test::recorder;
-using test::runOnce;
+using test::thrownErrno;
 
-class ExecHooks : public test::RunTest {
-  protected:
-    const Notes notes;
-};
+const test::Words missing = {"/no/such/program", "argument"};
+const test::Words present = {PROBE_PATH, "exit", "3"};
 
-// Changes the mode of the running program from within the parent's hook.
-class SetsMode : public TExec::TPrepare {
+// Hands every hook to one function, by its name.
+class Hooks : public TExec::TPrepare {
   public:
-    explicit SetsMode(std::uint64_t mode) : mode_(mode) {}
-    void inParent(TExec& exec) override { exec.setMode(mode_); }
+    using Function = std::function<bool(const std::string& hook, TExec& exec)>;
+
+    explicit Hooks(const Function& function) : function_(function) {}
+    void beforeFork(TExec& exec) override { function_("beforeFork", exec); }
+    bool forkFailed(TExec& exec) override { return function_("forkFailed", exec); }
+    void inParent(TExec& exec) override { function_("inParent", exec); }
+    void inChild(TExec& exec) override { function_("inChild", exec); }
+    void beforeExec(TExec& exec) override { function_("beforeExec", exec); }
+    bool execFailed(TExec& exec) override { return function_("execFailed", exec); }
 
   private:
-    std::uint64_t mode_;
+    Function function_;
 };
 
-TEST_F(ExecHooks, APreparerIsDestroyedThroughItsBase) {
-    struct Ends : TExec::TPrepare {
-        explicit Ends(bool& flag) : flag_(flag) {}
-        ~Ends() override { flag_ = true; }
-        bool& flag_;
+TExec hooked(const TExec& exec, const Hooks::Function& function) {
+    return exec.with(TExec::Preparer(new Hooks(function)));
+}
+
+// What a run comes to, in the caller or in the child that comes back in its place: the exit
+// code, the number of the error, or `declined`.
+int endOf(TExec& exec) {
+    try {
+        const TExecResult result = test::runOnce(exec);
+        return result.pid == -1 && result.code == 0 ? declined : result.code;
+    } catch (const TSysCallErr& error) {
+        return error.error();
+    }
+}
+
+class ExecHooks : public test::RunTest {};
+
+enum class Fails { nothing, fork, exec, wait };
+
+TEST_F(ExecHooks, AreCalledInOrderAndAskedOnceAboutAFailure) {
+    const struct {
+        Fails fails;
+        std::uint64_t mode;
+        std::optional<bool> answer;  // none: there is no preparer
+        int end;
+        std::string parent;
+        std::string child;
+    } rows[] = {
+        {Fails::nothing, 7, true, 3, "beforeFork inParent ", "inChild beforeExec "},
+        {Fails::nothing, 5, true, 0, "beforeFork inParent ", "inChild beforeExec "},
+        {Fails::nothing, 4, true, 3, "beforeExec ", ""},
+        {Fails::fork, 7, {}, EAGAIN, "", ""},
+        {Fails::fork, 7, true, EAGAIN, "beforeFork forkFailed ", ""},
+        {Fails::fork, 5, true, EAGAIN, "beforeFork forkFailed ", ""},
+        {Fails::fork, 7, false, declined, "beforeFork forkFailed ", ""},
+        {Fails::exec, 7, {}, ENOENT, "", ""},
+        {Fails::exec, 7, true, ENOENT, "beforeFork inParent ",
+         "inChild beforeExec execFailed "},
+        {Fails::exec, 7, false, declined, "beforeFork inParent ",
+         "inChild beforeExec execFailed "},
+        {Fails::exec, 4, {}, ENOENT, "", ""},
+        {Fails::exec, 4, true, ENOENT, "beforeExec execFailed ", ""},
+        {Fails::exec, 4, false, declined, "beforeExec execFailed ", ""},
+        {Fails::wait, 7, {}, ECHILD, "", ""},
+        {Fails::wait, 7, false, ECHILD, "beforeFork inParent ", "inChild beforeExec "},
     };
-    bool ended = false;
-    { const TExec exec{TExec::Preparer(new Ends(ended))}; }
-    EXPECT_TRUE(ended);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        const test::Captured captured = test::inChild([&] {
+            TExec exec = program(row.fails == Fails::exec ? missing : present, row.mode);
+            // Leaves a foreign errno behind, as a hook that makes system calls may.
+            const auto tell = [&, owner = ::getpid()](const std::string& hook, TExec& running) {
+                (::getpid() == owner ? std::cout : std::cerr)
+                    << hook << (&running == &exec ? " " : "(foreign) ") << std::flush;
+                errno = ERANGE;
+                return *row.answer;
+            };
+            if (row.answer) {
+                exec = hooked(exec, tell);
+            }
+            if (row.fails == Fails::wait) {
+                ::signal(SIGCHLD, SIG_IGN);  // the child is gone before anybody can ask for it
+            }
+            int end = 0;
+            if (row.fails == Fails::fork) {
+                const test::NoNewProcesses limit;
+                end = endOf(exec);
+            } else {
+                end = endOf(exec);
+            }
+            std::exit(end);
+        });
+        EXPECT_TRUE(captured.exited(row.end)) << captured.status;
+        EXPECT_EQ(captured.out, row.parent);
+        EXPECT_EQ(captured.err, row.child);
+    }
 }
 
-TEST_F(ExecHooks, AForkedRunCallsThemInOrder) {
-    EXPECT_EQ(runOnce(probe({"exit", "0"}).with(recorder(notes))).code, 0);
-    EXPECT_EQ(notes.of("parent"), "beforeFork inParent");
-    EXPECT_EQ(notes.of("child"), "inChild beforeExec");
+TEST_F(ExecHooks, AnErrorOfAHookPassesThrough) {
+    for (const std::string thrower : {"beforeFork", "inParent", "inChild", "beforeExec"}) {
+        isolated([&] {
+            TExec exec = hooked(probe({"exit", "3"}), [&](const std::string& hook, TExec&) {
+                if (hook == thrower) {
+                    throw TSysCallErr(ENOSPC);
+                }
+                return true;
+            });
+            EXPECT_EQ(endOf(exec), ENOSPC) << thrower;
+            EXPECT_EQ(test::childless(), thrower != "inParent") << thrower;
+        });
+    }
 }
 
-TEST_F(ExecHooks, ARunWithoutWaitingCallsTheSame) {
-    const TExecResult result = runOnce(probe({"exit", "0"}, 5).with(recorder(notes)));
-    EXPECT_EQ(test::reap(result.pid), 0);
-    EXPECT_EQ(notes.of("parent"), "beforeFork inParent");
-    EXPECT_EQ(notes.of("child"), "inChild beforeExec");
-}
-
-TEST_F(ExecHooks, ARunInTheProcessItselfCallsOnlyBeforeExec) {
-    isolated([&] { probe({"exit", "0"}, 4).with(recorder(notes)).run(); });
-    EXPECT_EQ(notes.of("parent"), "");
-    EXPECT_EQ(notes.of("child"), "beforeExec");
-}
-
-TEST_F(ExecHooks, AFailedForkIsAskedAboutInTheParentAndNothingFollows) {
-    isolated([] {
-        const test::NoNewProcesses limit;
-        const Notes own;
-        EXPECT_THROW(probe({"exit", "0"}).with(recorder(own)).run(), TSysCallErr);
-        EXPECT_EQ(own.of("parent"), "beforeFork forkFailed");
+// A runner whose mode one of the hooks sets.
+TExec settingMode(const TExec& exec, const std::string& setter, std::uint64_t mode) {
+    return hooked(exec, [=](const std::string& hook, TExec& running) {
+        if (hook == setter) {
+            running.setMode(mode);
+        }
+        return true;
     });
 }
 
-TEST_F(ExecHooks, AFailedExecIsAskedAboutInTheChild) {
-    EXPECT_EQ(runOnce(program({"/no/such/program"}).with(recorder(notes))).code, ENOENT);
-    EXPECT_EQ(notes.of("parent"), "beforeFork inParent");
-    EXPECT_EQ(notes.of("child"), "inChild beforeExec execFailed");
-}
-
-TEST_F(ExecHooks, AFailedExecIsAskedAboutInTheProcessItself) {
-    isolated([] {
-        const Notes own;
-        EXPECT_THROW(program({"/no/such/program"}, 4).with(recorder(own)).run(), TSysCallErr);
-        EXPECT_EQ(own.of("parent"), "beforeExec execFailed");
-    });
-}
-
-TEST_F(ExecHooks, EachHookGetsTheRunningRunner) {
-    TExec exec = program({"/no/such/program"});
-    auto* const recording = new test::Recorder(notes, "", true, &exec);
-    exec = exec.with(TExec::Preparer(recording));
-    EXPECT_EQ(runOnce(exec).code, ENOENT);
-    EXPECT_EQ(notes.of("parent"), "beforeFork inParent");
-    EXPECT_EQ(notes.of("child"), "inChild beforeExec execFailed");
-}
-
-TEST_F(ExecHooks, AFailedForkHandsOutTheRunningRunnerToo) {
-    isolated([] {
-        const test::NoNewProcesses limit;
-        const Notes own;
-        TExec exec = probe({});
-        exec = exec.with(TExec::Preparer(new test::Recorder(own, "", false, &exec)));
-        EXPECT_EQ(exec.run().pid, -1);
-        EXPECT_EQ(own.of("parent"), "beforeFork forkFailed");
-    });
-}
-
-TEST_F(ExecHooks, ARunAgainCallsThemAgain) {
-    TExec exec = probe({"exit", "0"}).with(recorder(notes));
-    runOnce(exec);
-    runOnce(exec);
-    EXPECT_EQ(notes.of("parent"), "beforeFork inParent beforeFork inParent");
-}
-
-TEST_F(ExecHooks, TheHookInTheParentComesBeforeTheDecisionToWait) {
-    TExec exec = probe({"exit", "3"}).with(TExec::Preparer(new SetsMode(5)));
-    const TExecResult result = runOnce(exec);
+TEST_F(ExecHooks, AModeThatOneSetsCountsAtOnceAndStays) {
+    TExec exec = settingMode(probe({"exit", "3"}), "inParent", 5);
+    const TExec earlier(exec);
+    const TExecResult result = exec.run();
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(test::reap(result.pid), 3 << 8);
-}
-
-TEST_F(ExecHooks, TheHookInTheParentCanAskForWaiting) {
-    TExec exec = probe({"exit", "3"}, 5).with(TExec::Preparer(new SetsMode(7)));
-    EXPECT_EQ(runOnce(exec).code, 3);
-}
-
-TEST_F(ExecHooks, AModeSetByAHookStaysForLaterRuns) {
-    TExec exec = probe({"exit", "3"}).with(TExec::Preparer(new SetsMode(5)));
-    const TExec earlier(exec);
-    test::reap(runOnce(exec).pid);
     EXPECT_EQ(exec.mode(), 5U);
     EXPECT_EQ(earlier.mode(), 7U);
-    EXPECT_EQ(exec.with(TExec::Preparer(new TExec::TPrepare)).mode(), 5U);
+    TExec waiting = settingMode(probe({"exit", "3"}, 5), "inParent", 7);
+    EXPECT_EQ(waiting.run().code, 3);
+    TExec searching = settingMode(program({"cat", "/dev/null"}), "beforeExec", 3);
+    EXPECT_EQ(endOf(searching), ENOENT);
 }
 
-// What the parent's hook says is of no concern to the child, which has its own copy.
-TEST_F(ExecHooks, AModeSetInTheParentDoesNotReachTheChild) {
-    TExec exec = program({"cat", "/dev/null"}).with(TExec::Preparer(new SetsMode(3)));
-    EXPECT_EQ(runOnce(exec).code, 0);
+class ExecFailures : public test::RunTest {};
+
+TEST_F(ExecFailures, AnEmptyListFailsLikeAnEmptyFileName) {
+    for (const std::uint64_t mode : {3U, 7U}) {
+        TExec nothing = program({}, mode);
+        EXPECT_EQ(endOf(nothing), ENOENT);
+    }
 }
 
-TEST_F(ExecHooks, APathBitClearedBeforeExecCounts) {
-    struct ClearsPath : TExec::TPrepare {
-        void beforeExec(TExec& exec) override { exec.setMode(3); }
-    };
-    TExec exec = program({"cat", "/dev/null"}).with(TExec::Preparer(new ClearsPath));
-    EXPECT_EQ(runOnce(exec).code, ENOENT);
-}
-
-TEST_F(ExecHooks, AnErrorOfAChildsHookTravelsUpTheChildsOwnStack) {
-    struct Throws : TExec::TPrepare {
-        explicit Throws(bool early) : early_(early) {}
-        void inChild(TExec& /*exec*/) override {
-            if (early_) {
-                throw TSysCallErr(ENOSPC);
-            }
+// The runner ends no process: the child comes back with the error, through all that the caller
+// has on its stack.
+TEST_F(ExecFailures, AnExecErrorTravelsUpTheChildsOwnStack) {
+    const test::Captured captured = test::inChild([] {
+        struct Unwound {
+            ~Unwound() { std::cout << "unwound" << std::endl; }
+        };
+        try {
+            const Unwound guard;
+            const TExecResult result = program(missing).run();
+            std::cout << "code " << result.code << std::endl;
+        } catch (const TSysCallErr& error) {
+            std::cout << error.message() << std::endl;
+            std::exit(9);
         }
-        void beforeExec(TExec& /*exec*/) override { throw TSysCallErr(EDOM); }
-        bool early_;
-    };
-    EXPECT_EQ(runOnce(probe({}).with(TExec::Preparer(new Throws(true)))).code, ENOSPC);
-    EXPECT_EQ(runOnce(probe({}).with(TExec::Preparer(new Throws(false)))).code, EDOM);
+    });
+    EXPECT_TRUE(captured.exited(0));
+    EXPECT_EQ(captured.out,
+              std::string("unwound\n") + std::strerror(ENOENT) + "\ncode 9\nunwound\n");
 }
 
-TEST_F(ExecHooks, AnErrorBeforeForkPassesThroughAndNothingIsForked) {
-    struct Throws : TExec::TPrepare {
-        void beforeFork(TExec& /*exec*/) override { throw TSysCallErr(ENOSPC); }
-    };
+TEST_F(ExecFailures, WaitIsOnceWithoutRetry) {
     isolated([] {
-        TExec exec = probe({}).with(TExec::Preparer(new Throws));
-        EXPECT_EQ(test::thrownErrno([&] { exec.run(); }), ENOSPC);
-        EXPECT_TRUE(test::childless());
+        const test::Interrupts interrupts;
+        const pid_t self = ::getpid();
+        TExec exec = test::inChildDo([&] {
+            interrupts.interrupt(self);
+            return 3;
+        });
+        EXPECT_EQ(thrownErrno([&] { exec.run(); }), EINTR);
+        EXPECT_EQ(interrupts.count(), 1);
+        int status = 0;
+        EXPECT_GT(::wait(&status), 0);
+        EXPECT_EQ(status, 3 << 8);
     });
+}
+
+// Without fork mode the error comes out in this very process.
+TEST_F(ExecFailures, TheErrorIsTakenBeforeTheArgumentsAreFreed) {
+    TExec exec = program(missing, 0);
+    freeing_spoils_errno = true;
+    const int error = thrownErrno([&] { exec.run(); });
+    freeing_spoils_errno = false;
+    EXPECT_EQ(error, ENOENT);
+    EXPECT_EQ(errno, ERANGE) << "nothing was freed, so nothing was tested";
+    EXPECT_EQ(exec.args().elements(), missing);
 }
 
 }  // namespace

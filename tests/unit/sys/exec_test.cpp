@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdint>
+#include <cerrno>
+#include <cstdlib>
 #include <type_traits>
 
+#include "tests/support/escaped.h"
 #include "tests/unit/sys/runs.h"
 
 namespace zarnic::sys {
@@ -16,173 +19,92 @@ using test::isolated;
 using test::probe;
 using test::program;
 using test::reap;
+using test::reported;
 using test::runOnce;
+using test::Words;
 
-class Exec : public test::RunTest {};
+// --- a runner as a value ---
 
-TEST_F(Exec, TheModeBitsHaveFixedValues) {
-    EXPECT_EQ(TExec::fork_mode, 1U);
-    EXPECT_EQ(TExec::wait_mode, 2U);
-    EXPECT_EQ(TExec::path_mode, 4U);
-    EXPECT_EQ(TExec::def_mode, 7U);
-}
+static_assert(fork_mode == 1 && wait_mode == 2 && path_mode == 4);
+static_assert(TExec::fork_mode == 1 && TExec::wait_mode == 2 && TExec::path_mode == 4);
+static_assert(TExec::def_mode == 7);
+static_assert(std::string_view(bad_execute_arguments) == "Bad execute arguments");
+static_assert(std::is_same_v<decltype(TExecResult::pid), std::int32_t>);
+static_assert(std::is_same_v<decltype(TExecResult::code), std::int32_t>);
+static_assert(std::has_virtual_destructor_v<TExec::TPrepare>);
 
-TEST_F(Exec, TheNamespaceHoldsTheSameBitsForPipelines) {
-    EXPECT_EQ(sys::fork_mode, 1U);
-    EXPECT_EQ(sys::wait_mode, 2U);
-    EXPECT_EQ(sys::path_mode, 4U);
-}
-
-TEST_F(Exec, TheMessageForUsersThatRefuseArgumentsHasItsText) {
-    EXPECT_STREQ(bad_execute_arguments, "Bad execute arguments");
-}
-
-TEST_F(Exec, AResultIsTwoSigned32BitNumbers) {
-    EXPECT_TRUE((std::is_same_v<decltype(TExecResult::pid), std::int32_t>));
-    EXPECT_TRUE((std::is_same_v<decltype(TExecResult::code), std::int32_t>));
-    const TExecResult result{1, 2};
-    EXPECT_EQ(result.pid, 1);
-    EXPECT_EQ(result.code, 2);
-}
-
-TEST_F(Exec, AFreshRunnerHasTheDefaultModeAndNoPreparer) {
-    const TEArgs args;
-    const TExec exec(args);
-    EXPECT_EQ(exec.mode(), 7U);
-    EXPECT_EQ(exec.preparer().get(), nullptr);
-    EXPECT_EQ(&exec.args().elements(), &args.elements());
-}
-
-TEST_F(Exec, ARunnerOfAPreparerHasNoArgumentsAndTheDefaultMode) {
-    const TExec::Preparer prepare(new TExec::TPrepare);
-    const TExec exec(prepare);
-    EXPECT_EQ(exec.args().size(), 0U);
-    EXPECT_EQ(exec.mode(), 7U);
-    EXPECT_EQ(exec.preparer().get(), prepare.get());
-}
-
-TEST_F(Exec, CopiesShareArgumentsAndPreparer) {
-    const TExec exec = probe({"args"}).with(TExec::Preparer(new TExec::TPrepare));
-    const TExec copy(exec);
+void expectSharing(const TExec& copy, const TExec& exec) {
     EXPECT_EQ(&copy.args().elements(), &exec.args().elements());
     EXPECT_EQ(copy.preparer().get(), exec.preparer().get());
 }
 
-TEST_F(Exec, ArgumentsChangedLaterDoNotReachTheRunner) {
+TEST(Exec, IsMadeOfArgumentsOrOfAPreparerWithTheDefaultMode) {
     TEArgs args;
     args << "cat";
     const TExec exec(args);
+    EXPECT_EQ(&exec.args().elements(), &args.elements());
+    EXPECT_EQ(exec.preparer().get(), nullptr);
+    EXPECT_EQ(exec.mode(), 7U);
     args << "later";
     EXPECT_EQ(exec.args().size(), 1U);
+    const TExec::Preparer prepare(new TExec::TPrepare);
+    const TExec prepared(prepare);
+    EXPECT_EQ(prepared.args().size(), 0U);
+    EXPECT_EQ(prepared.preparer().get(), prepare.get());
+    EXPECT_EQ(prepared.mode(), 7U);
 }
 
-TEST_F(Exec, TheModeCanBeReplacedInACopy) {
-    const TExec exec = probe({"args"}).with(TExec::Preparer(new TExec::TPrepare));
+TEST(Exec, TogglingIsAnExclusiveOrForEveryPairOfModes) {
+    constexpr std::uint64_t wide = std::uint64_t{1} << 63U;
     for (std::uint64_t mode = 0; mode <= 7; ++mode) {
-        const TExec changed = exec.withMode(mode);
-        EXPECT_EQ(changed.mode(), mode);
-        EXPECT_EQ(exec.mode(), 7U);
-        EXPECT_EQ(&changed.args().elements(), &exec.args().elements());
-        EXPECT_EQ(changed.preparer().get(), exec.preparer().get());
-    }
-}
-
-TEST_F(Exec, TheModeHas64Bits) {
-    const std::uint64_t wide = std::uint64_t{1} << 63 | 7;
-    EXPECT_EQ(probe({}).withMode(wide).mode(), wide);
-    EXPECT_EQ(probe({}, wide).mode(), wide);
-}
-
-TEST_F(Exec, ToggledBitsShareArgumentsAndPreparerWithACopy) {
-    const TExec exec = probe({"args"}).with(TExec::Preparer(new TExec::TPrepare));
-    const TExec changed = exec.withModeToggled(sys::wait_mode);
-    EXPECT_EQ(exec.mode(), 7U);
-    EXPECT_EQ(&changed.args().elements(), &exec.args().elements());
-    EXPECT_EQ(changed.preparer().get(), exec.preparer().get());
-}
-
-TEST_F(Exec, TogglingTheWaitBitTwiceGivesTheDefaultBack) {
-    const TExec toggled = probe({}).withModeToggled(sys::wait_mode);
-    EXPECT_EQ(toggled.mode(), 5U);
-    EXPECT_EQ(toggled.withModeToggled(sys::wait_mode).mode(), 7U);
-}
-
-TEST_F(Exec, TogglingIsAnExclusiveOrForEveryPairOfModes) {
-    for (std::uint64_t mode = 0; mode <= 7; ++mode) {
+        const TExec exec =
+            probe({"args"}, wide + mode).with(TExec::Preparer(new TExec::TPrepare));
         for (std::uint64_t bits = 0; bits <= 7; ++bits) {
             // Bit by bit, and not by the operator under test.
-            std::uint64_t expected = 0;
+            std::uint64_t expected = wide;
             for (std::uint64_t bit = 1; bit <= 4; bit *= 2) {
-                const bool was = mode / bit % 2 == 1;
-                const bool toggled = bits / bit % 2 == 1;
-                expected += was != toggled ? bit : 0;
+                expected += mode / bit % 2 != bits / bit % 2 ? bit : 0;
             }
-            EXPECT_EQ(probe({}, mode).withModeToggled(bits).mode(), expected);
+            EXPECT_EQ(exec.withModeToggled(bits).mode(), expected);
+            EXPECT_EQ(exec.withMode(wide + bits).mode(), wide + bits);
+            expectSharing(exec.withModeToggled(bits), exec);
+            expectSharing(exec.withMode(bits), exec);
         }
+        EXPECT_EQ(exec.mode(), wide + mode);
     }
 }
 
-TEST_F(Exec, AWaitedRunReportsTheExitCode) {
-    const TExecResult result = runOnce(probe({"exit", "3"}));
-    EXPECT_GT(result.pid, 0);
-    EXPECT_EQ(result.code, 3);
-}
+// --- a run, and what the started program sees of it ---
 
-TEST_F(Exec, EveryExitCodeIsReported) {
-    for (int code = 0; code < 256; ++code) {
-        ASSERT_EQ(runOnce(probe({"exit", std::to_string(code)})).code, code);
+class ExecProgram : public test::RunTest {
+  protected:
+    // What a runner's program prints.
+    std::string printed(const TExec& exec) {
+        runOnce(exec.toFile(dir / "printed"));
+        return test::readFile(dir / "printed");
     }
-}
 
-TEST_F(Exec, AChildKilledByASignalIsReportedAsMinusOne) {
-    EXPECT_EQ(runOnce(probe({"die", std::to_string(SIGKILL)})).code, -1);
-}
+    const test::TempDir dir;
+};
 
-TEST_F(Exec, EverySignalThatKillsIsReportedAsMinusOne) {
-    const std::set<int> harmless = {SIGCHLD, SIGCONT, SIGSTOP, SIGTSTP,
-                                    SIGTTIN, SIGTTOU, SIGURG,  SIGWINCH};
-    const test::TempDir cores;
-    isolated([&] {
-        ASSERT_EQ(::chdir(cores.path().c_str()), 0);
-        // Core dumps where the machine makes them: the core flag must not show either.
-        rlimit limit{};
-        ::getrlimit(RLIMIT_CORE, &limit);
-        limit.rlim_cur = limit.rlim_max;
-        ::setrlimit(RLIMIT_CORE, &limit);
-        for (int signal = 1; signal <= 31; ++signal) {
-            if (harmless.count(signal) == 0) {
-                EXPECT_EQ(runOnce(probe({"die", std::to_string(signal)})).code, -1) << signal;
-            }
+TEST_F(ExecProgram, TheChildsPidAndEndAreReportedAndItIsReaped) {
+    const struct {
+        std::string end;
+        int code;
+    } rows[] = {{"exit 3", 3}, {"exit 255", 255}, {"kill -9 $$", -1}};
+    for (const auto& [end, code] : rows) {
+        TExec exec = program({"sh", "-c", "echo $$; " + end}).toFile(dir / "pid");
+        for (int run = 0; run < 2; ++run) {
+            const TExecResult result = runOnce(exec);
+            EXPECT_EQ(result.code, code) << end;
+            EXPECT_EQ(test::readFile(dir / "pid"), std::to_string(result.pid) + "\n");
+            EXPECT_EQ(reap(result.pid), -1);
         }
-    });
-}
-
-TEST_F(Exec, TheChildsPidIsReportedWithItsExitCode) {
-    const test::TempDir dir;
-    const TExecResult result = runOnce(probe({"report"}).toFile(dir / "report"));
-    EXPECT_EQ(test::reported(test::readFile(dir / "report"), "pid"),
-              test::Words{std::to_string(result.pid)});
-}
-
-TEST_F(Exec, TheChildsPidIsReportedWhenASignalEndedItToo) {
-    const test::TempDir dir;
-    const TExecResult result =
-        runOnce(program({"sh", "-c", "echo $$; kill -9 $$"}).toFile(dir / "pid"));
-    EXPECT_EQ(result.code, -1);
-    EXPECT_EQ(test::readFile(dir / "pid"), std::to_string(result.pid) + "\n");
-}
-
-TEST_F(Exec, AWaitedChildIsReaped) { EXPECT_EQ(reap(runOnce(probe({"exit", "3"})).pid), -1); }
-
-TEST_F(Exec, WithoutWaitingTheChildIsNotReapedAndTheCodeIsZero) {
-    const TExecResult result = runOnce(probe({"exit", "3"}, 5));
-    EXPECT_GT(result.pid, 0);
-    EXPECT_EQ(result.code, 0);
-    EXPECT_EQ(reap(result.pid), 3 << 8);
+    }
 }
 
 // The child ends only after the run has returned: a run that waited would wait for ever.
-TEST_F(Exec, WithoutWaitingTheRunReturnsWhileTheChildRuns) {
+TEST_F(ExecProgram, WithoutWaitingTheRunReturnsWhileTheChildRuns) {
     isolated([] {
         int gate[2];
         ASSERT_EQ(::pipe(gate), 0);
@@ -198,46 +120,86 @@ TEST_F(Exec, WithoutWaitingTheRunReturnsWhileTheChildRuns) {
     });
 }
 
-TEST_F(Exec, EveryRunForksAgain) {
-    TExec exec = probe({"exit", "7"});
-    const TExecResult first = runOnce(exec);
-    const TExecResult second = runOnce(exec);
-    EXPECT_NE(first.pid, second.pid);
-    EXPECT_EQ(first.code, 7);
-    EXPECT_EQ(second.code, 7);
-    EXPECT_EQ(exec.mode(), 7U);
+// A wait that saw stops would take the child for ended.
+TEST_F(ExecProgram, AStoppedChildIsStillWaitedFor) {
+    isolated([] {
+        const pid_t waiting = ::getpid();
+        TExec exec = test::inChildDo([&] {
+            const pid_t child = ::getpid();
+            if (::fork() == 0) {
+                test::waitForState(child, 'T');
+                test::waitForState(waiting, 'S');
+                ::kill(child, SIGCONT);
+                std::_Exit(0);
+            }
+            ::raise(SIGSTOP);
+            return 4;
+        });
+        EXPECT_EQ(exec.run().code, 4);
+    });
 }
 
-// Lets the child stop before it is waited for, and go on when the wait has begun.
-class StopsTheChild : public TExec::TPrepare {
-  public:
-    void beforeFork(TExec& /*exec*/) override { ASSERT_EQ(::pipe(pid_), 0); }
-    void inParent(TExec& /*exec*/) override {
-        const pid_t self = ::getpid();
-        pid_t child = 0;
-        ASSERT_EQ(::read(pid_[0], &child, sizeof child), static_cast<ssize_t>(sizeof child));
-        test::waitForState(child, 'T');
-        if (::fork() == 0) {
-            test::waitForState(self, 'S');
-            ::kill(child, SIGCONT);
-            std::_Exit(0);
-        }
+TEST_F(ExecProgram, WithoutForkModeTheProcessItselfBecomesTheProgram) {
+    for (const std::uint64_t mode : {0U, 2U, 4U, 6U}) {
+        const test::Captured captured = test::inChild([&] {
+            test::writeFile(dir / "own", std::to_string(::getpid()));
+            runOnce(probe({"report"}, mode));
+        });
+        EXPECT_TRUE(captured.exited(0));
+        EXPECT_EQ(reported(captured.out, "pid"), Words{test::readFile(dir / "own")});
     }
-    void inChild(TExec& /*exec*/) override {
-        const pid_t self = ::getpid();
-        ASSERT_EQ(::write(pid_[1], &self, sizeof self), static_cast<ssize_t>(sizeof self));
-        ::raise(SIGSTOP);
+}
+
+TEST_F(ExecProgram, AFullListArrivesExactlyAsGiven) {
+    Words words = {"report", "a b", "", "$HOME", "`e`", "\"q\" 'r'", "* ?", "\\n", "\xff\x80"};
+    words.resize(TEArgs::max_size - 1, "a longer text that is given over and over");
+    Words expected = {test::escaped(PROBE_PATH)};
+    for (const std::string& word : words) {
+        expected.push_back(test::escaped(word));
     }
+    EXPECT_EQ(reported(printed(probe(words)), "argv"), expected);
+    EXPECT_EQ(printed(probe({"args", std::string("a\0b", 3), "c"})), "a\nc\n");
+}
 
-  private:
-    int pid_[2] = {};
-};
+TEST_F(ExecProgram, ABareNameIsFoundThroughPathOnlyWithThePathBit) {
+    EXPECT_EQ(runOnce(program({"cat", "/dev/null"})).code, 0);
+    EXPECT_EQ(runOnce(program({"cat", "/dev/null"}, 3)).code, ENOENT);
+    isolated([] { EXPECT_EQ(test::thrownErrno([] { program({"cat"}, 0).run(); }), ENOENT); });
+}
 
-// A wait that saw stops would take the child for ended.
-TEST_F(Exec, AStoppedChildIsStillWaitedFor) {
-    isolated([] {
-        TExec exec = probe({"exit", "4"}).with(TExec::Preparer(new StopsTheChild));
-        EXPECT_EQ(exec.run().code, 4);
+TEST_F(ExecProgram, AFileWithoutInterpreterLineIsRunByAShellThroughPathSearch) {
+    test::writeFile(dir / "plain", "[ /proc/$$/exe -ef /bin/sh ] && exit 8\n");
+    ::chmod((dir / "plain").c_str(), 0755);
+    EXPECT_EQ(runOnce(program({dir / "plain"})).code, 8);
+    EXPECT_EQ(runOnce(program({dir / "plain"}, 3)).code, ENOEXEC);
+}
+
+TEST_F(ExecProgram, WhatThePreparersLeaveAloneIsTheCallers) {
+    isolated([&] {
+        const auto own = test::descriptors();
+        ::setenv("A_VARIABLE", "its value", 1);
+        ::umask(0137);
+        ASSERT_EQ(::chdir(dir.path().c_str()), 0);
+        const std::string report = printed(probe({"report"}));
+        EXPECT_EQ(test::inherited(report), own);
+        EXPECT_EQ(test::descriptors(), own);
+        EXPECT_NE(report.find("env A_VARIABLE=its%20value\n"), std::string::npos);
+        EXPECT_EQ(reported(report, "umask"), Words{"137"});
+        EXPECT_EQ(reported(report, "cwd"), Words{dir.path()});
+        EXPECT_EQ(reported(report, "ppid"), Words{std::to_string(::getpid())});
+        EXPECT_EQ(reported(report, "sid"), Words{std::to_string(::getsid(0))});
+        EXPECT_EQ(reported(report, "pgid"), Words{std::to_string(::getpgrp())});
+    });
+}
+
+TEST_F(ExecProgram, IgnoredSignalsStayIgnored) {
+    isolated([&] {
+        const std::string before = reported(printed(probe({"report"})), "ignored").at(0);
+        ::signal(SIGHUP, SIG_IGN);
+        ::signal(SIGUSR2, SIG_IGN);
+        const std::string after = reported(printed(probe({"report"})), "ignored").at(0);
+        const unsigned long added = 1UL << (SIGHUP - 1) | 1UL << (SIGUSR2 - 1);
+        EXPECT_EQ(std::stoul(after, nullptr, 16), std::stoul(before, nullptr, 16) | added);
     });
 }
 
