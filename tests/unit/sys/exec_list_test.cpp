@@ -1,11 +1,12 @@
 #include "zarnic/sys/exec_list.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <iterator>
 #include <optional>
 
-#include "tests/unit/sys/recording_preparer.h"
 #include "tests/unit/sys/runs.h"
 #include "zarnic/sys/function_call.h"
 #include "zarnic/sys/preparers.h"
@@ -13,142 +14,92 @@
 namespace zarnic::sys {
 namespace {
 
+using test::descriptors;
 using test::isolated;
 using test::probe;
 using test::program;
 using test::readFile;
+using test::target;
+using test::Words;
 
-class ExecList : public test::RunTest {
-  protected:
-    const test::TempDir dir;
-};
+// --- a pipeline as a value ---
 
-// The first argument after the program's path, for each program.
-test::Words verbs(const TExecList& list) {
-    test::Words words;
-    for (const TExec& exec : list.programs()) {
-        words.push_back(exec.args().at(1));
-    }
-    return words;
+template <class Prepare>
+bool holds(const TExec& exec) {
+    return dynamic_cast<Prepare*>(exec.preparer().get()) != nullptr;
 }
 
-TEST_F(ExecList, AFreshListIsEmpty) { EXPECT_TRUE(TExecList().programs().empty()); }
-
-TEST_F(ExecList, ARunnerConvertsToAListOfOne) {
+TEST(ExecList, ARunnerConvertsToAListOfOne) {
     const TExec exec = probe({"args"}, 5).with(TExec::Preparer(new TExec::TPrepare));
     const TExecList list = exec;
-    ASSERT_EQ(list.programs().size(), 1U);
+    ASSERT_EQ(list.size(), 1U);
     EXPECT_EQ(&list.programs().front().args().elements(), &exec.args().elements());
     EXPECT_EQ(list.programs().front().preparer().get(), exec.preparer().get());
     EXPECT_EQ(list.programs().front().mode(), 5U);
-}
-
-TEST_F(ExecList, ItTellsHowManyProgramsItHolds) {
-    EXPECT_TRUE(TExecList().empty());
-    EXPECT_EQ(TExecList().size(), 0U);
-    const TExecList list = probe({"a"}) | probe({"b"}) | probe({"c"});
     EXPECT_FALSE(list.empty());
-    EXPECT_EQ(list.size(), 3U);
 }
 
-TEST_F(ExecList, ProgramsKeepTheirOrder) {
-    const TExecList list = probe({"a"}) | probe({"b"}) | probe({"c"}) | probe({"d"});
-    EXPECT_EQ(verbs(list), (test::Words{"a", "b", "c", "d"}));
-}
-
-TEST_F(ExecList, ProgramsKeepTheirModesAndShareTheirArguments) {
-    const TExec first = probe({"a"}, 5);
-    const TExec second = probe({"b"}, 3);
-    const TExecList list = first | second;
-    EXPECT_EQ(list.programs().front().mode(), 5U);
-    EXPECT_EQ(list.programs().back().mode(), 3U);
-    EXPECT_EQ(&list.programs().front().args().elements(), &first.args().elements());
-    EXPECT_EQ(&list.programs().back().args().elements(), &second.args().elements());
-}
-
-TEST_F(ExecList, JoiningLeavesBothSidesAsTheyWere) {
-    const TExecList left = probe({"a"});
-    const TExec right = probe({"b"});
+// No pipe is made before it runs.
+TEST(ExecList, JoiningAttachesPipesInACopy) {
+    const auto own = descriptors();
+    const TExecList left = TExecList(probe({"a"}, 5)) | probe({"b"}, 3);
+    const TExec right = probe({"c"});
     const TExecList joined = left | right;
-    EXPECT_EQ(joined.programs().size(), 2U);
-    EXPECT_EQ(left.programs().size(), 1U);
-    EXPECT_EQ(left.programs().front().preparer().get(), nullptr);
+    ASSERT_EQ(joined.size(), 3U);
+    const TExec& first = joined.programs().front();
+    const TExec& middle = *std::next(joined.programs().begin());
+    const TExec& last = joined.programs().back();
+    EXPECT_EQ(&first.args().elements(), &left.programs().front().args().elements());
+    EXPECT_EQ(&middle.args().elements(), &left.programs().back().args().elements());
+    EXPECT_EQ(&last.args().elements(), &right.args().elements());
+    EXPECT_EQ(first.mode(), 5U);
+    EXPECT_EQ(middle.mode(), 3U);
+    EXPECT_EQ(last.mode(), 7U);
+    EXPECT_TRUE(holds<TWriteToPipeline>(first));
+    EXPECT_TRUE(holds<TUnionPrep>(middle));
+    EXPECT_TRUE(holds<TReadFromPipeline>(last));
+    EXPECT_EQ(left.size(), 2U);
+    EXPECT_TRUE(holds<TReadFromPipeline>(left.programs().back()));
     EXPECT_EQ(right.preparer().get(), nullptr);
+    EXPECT_EQ(descriptors(), own);
 }
 
-TEST_F(ExecList, TheEndsOfThePipeAreAttachedToItsTwoSides) {
-    const TExecList list = probe({"a"}) | probe({"b"});
-    EXPECT_NE(dynamic_cast<TWriteToPipeline*>(list.programs().front().preparer().get()),
-              nullptr);
-    EXPECT_NE(dynamic_cast<TReadFromPipeline*>(list.programs().back().preparer().get()),
-              nullptr);
-}
-
-TEST_F(ExecList, AMiddleProgramHasBothEnds) {
-    const TExecList list = probe({"a"}) | probe({"b"}) | probe({"c"});
-    const TExec& middle = *std::next(list.programs().begin());
-    EXPECT_NE(dynamic_cast<TUnionPrep*>(middle.preparer().get()), nullptr);
-}
-
-TEST_F(ExecList, EarlierPreparersActBeforeThePipe) {
-    TExecList list = probe({"both", "out", "err"}).toFile(dir / "early") | program({"cat"});
-    list = list.toFile(dir / "piped");
-    runList(list);
-    EXPECT_EQ(readFile(dir / "early"), "");
-    EXPECT_EQ(readFile(dir / "piped"), "out\n");
-}
-
-TEST_F(ExecList, AnEmptyLeftSideGivesTheRightOneAlone) {
+TEST(ExecList, AnEmptyLeftSideGivesTheRightOneAlone) {
+    EXPECT_TRUE(TExecList().empty());
     const TExecList list = TExecList() | probe({"a"});
-    EXPECT_EQ(verbs(list), test::Words{"a"});
+    ASSERT_EQ(list.size(), 1U);
+    EXPECT_EQ(list.programs().front().args().at(1), "a");
     EXPECT_EQ(list.programs().front().preparer().get(), nullptr);
 }
 
-TEST_F(ExecList, APipeIsMadeOnlyWhenItRuns) {
-    const auto own = test::descriptors();
-    const TExecList list = probe({"a"}) | probe({"b"}) | probe({"c"});
-    EXPECT_EQ(test::descriptors(), own);
+TEST(ExecList, ToggledBitsAreThoseOfEachProgramInACopy) {
+    const TExecList list = probe({"a"}, 7) | probe({"b"}, 4);
+    const TExecList toggled = list.withModeToggled(sys::wait_mode);
+    EXPECT_EQ(toggled.programs().front().mode(), 5U);
+    EXPECT_EQ(toggled.programs().back().mode(), 6U);
+    EXPECT_EQ(list.programs().front().mode(), 7U);
+    EXPECT_EQ(toggled.programs().back().preparer().get(),
+              list.programs().back().preparer().get());
 }
 
-TEST_F(ExecList, AnEmptyListRunsNothing) {
-    isolated([] {
-        TExecList list;
-        const TExecResult result = runList(list);
-        EXPECT_EQ(result.pid, 0);
-        EXPECT_EQ(result.code, 0);
-        EXPECT_TRUE(test::childless());
-    });
+// --- its run ---
+
+class ExecListRun : public test::RunTest {
+  protected:
+    const std::set<int> own = descriptors();
+    const test::TempDir dir;
+};
+
+TEST_F(ExecListRun, TheResultIsTheLastPrograms) {
+    const TExecResult none = runList(TExecList());
+    EXPECT_EQ(none.pid, 0);
+    EXPECT_EQ(none.code, 0);
+    EXPECT_EQ(runList(probe({"exit", "3"})).code, 3);
+    EXPECT_EQ(runList(probe({"exit", "3"}) | probe({"exit", "4"})).code, 4);
+    EXPECT_EQ(runList(probe({"exit", "3"}) | probe({"die", "9"})).code, -1);
 }
 
-TEST_F(ExecList, TheResultIsTheLastPrograms) {
-    TExecList list = probe({"exit", "3"}) | probe({"exit", "4"});
-    EXPECT_EQ(runList(list).code, 4);
-    list = probe({"exit", "3"}) | probe({"die", "9"});
-    EXPECT_EQ(runList(list).code, -1);
-}
-
-TEST_F(ExecList, TheResultHasTheLastProgramsPid) {
-    TExecList list = TExecList(probe({"exit", "3"})) | probe({"report"});
-    list = list.toFile(dir / "report");
-    const TExecResult result = runList(list);
-    EXPECT_EQ(test::reported(readFile(dir / "report"), "pid"),
-              test::Words{std::to_string(result.pid)});
-}
-
-TEST_F(ExecList, ProgramsRunInListOrderEachWaitedFor) {
-    const test::Notes notes;
-    const auto note = [&notes](const std::string& name) {
-        return test::inChildDo([&notes, name] {
-            notes.add(name);
-            return 0;
-        });
-    };
-    TExecList list = note("a") | note("b") | note("c");
-    runList(list);
-    EXPECT_EQ(notes.of("child"), "a b c");
-}
-
-TEST_F(ExecList, ProgramsThatAreNotWaitedForAreAllLeftToTheCaller) {
+TEST_F(ExecListRun, ProgramsThatAreNotWaitedForAreAllLeftToTheCaller) {
     isolated([] {
         TExecList list = probe({"exit", "3"}, 5) | probe({"exit", "4"}, 5);
         const TExecResult result = runList(list);
@@ -158,53 +109,29 @@ TEST_F(ExecList, ProgramsThatAreNotWaitedForAreAllLeftToTheCaller) {
     });
 }
 
-TEST_F(ExecList, ToggledBitsAreThoseOfEachProgramInACopy) {
-    const TExecList list = probe({"a"}, 7) | probe({"b"}, 4);
-    const TExecList toggled = list.withModeToggled(sys::wait_mode);
-    EXPECT_EQ(toggled.programs().front().mode(), 5U);
-    EXPECT_EQ(toggled.programs().back().mode(), 6U);
-    EXPECT_EQ(list.programs().front().mode(), 7U);
-    EXPECT_EQ(list.programs().back().mode(), 4U);
-    EXPECT_EQ(toggled.programs().back().preparer().get(),
-              list.programs().back().preparer().get());
-    EXPECT_TRUE(TExecList().withModeToggled(sys::wait_mode).empty());
-}
-
-TEST_F(ExecList, AListThatNobodyKeepsRunsTheSame) {
-    EXPECT_GT(runList(probe({"args", "text"}) | program({"cat"}).toFile(dir / "out")).pid, 0);
-    EXPECT_EQ(readFile(dir / "out"), "text\n");
-    EXPECT_EQ(runList(probe({"exit", "0"}) | probe({"exit", "3"})).code, 3);
-    EXPECT_EQ(runList(probe({"exit", "4"})).code, 4);
-    EXPECT_EQ(runList(TExecList()).pid, 0);
-}
-
-TEST_F(ExecList, AListRunsAgainWithNewPipes) {
-    const auto own = test::descriptors();
-    TExecList list = probe({"args", "text"}) | program({"cat"});
+TEST_F(ExecListRun, ItRunsAgainWithNewPipesAndLeavesNone) {
+    TExecList list = probe({"args", "text"}) | program({"cat"}) | program({"cat"});
     list = list.appendToFile(dir / "out");
     runList(list);
     runList(list);
     EXPECT_EQ(readFile(dir / "out"), "text\ntext\n");
-    EXPECT_EQ(test::descriptors(), own);
+    EXPECT_EQ(descriptors(), own);
 }
 
-TEST_F(ExecList, AFailingPipeIsThrown) {
-    isolated([] {
-        TExecList list = probe({"exit", "0"}) | probe({"exit", "0"});
-        EXPECT_EQ(test::errnoWithoutDescriptors([&] { runList(list); }), EMFILE);
-        EXPECT_TRUE(test::childless());
-    });
+TEST_F(ExecListRun, EarlierPreparersActBeforeThePipe) {
+    runList(probe({"args", "text"}).toFile(dir / "early") |
+            program({"cat"}).toFile(dir / "piped"));
+    EXPECT_EQ(readFile(dir / "early"), "");
+    EXPECT_EQ(readFile(dir / "piped"), "text\n");
 }
 
-TEST_F(ExecList, AFailingForkIsThrown) {
-    isolated([] {
-        TExecList list = probe({"exit", "0"}) | probe({"exit", "0"});
-        const test::NoNewProcesses limit;
-        EXPECT_EQ(test::thrownErrno([&] { runList(list); }), EAGAIN);
-    });
+TEST_F(ExecListRun, WhatItChangesInAProgramOfTheListStays) {
+    TExecList list = functionCall([] { return 0; });
+    EXPECT_EQ(test::reap(runList(list).pid), 0);
+    EXPECT_EQ(list.programs().front().mode(), 5U);
 }
 
-TEST_F(ExecList, AFailingLaterForkLeavesThePipeOpenAndTheFirstProgramToTheCaller) {
+TEST_F(ExecListRun, AFailingLaterForkLeavesThePipeOpenAndTheFirstProgramToTheCaller) {
     class Last : public TExec::TPrepare {
       public:
         void inParent(TExec& /*exec*/) override { limit_.emplace(); }
@@ -212,22 +139,87 @@ TEST_F(ExecList, AFailingLaterForkLeavesThePipeOpenAndTheFirstProgramToTheCaller
       private:
         std::optional<test::NoNewProcesses> limit_;
     };
-    isolated([] {
-        const auto own = test::descriptors();
+    isolated([this] {
         const TExec first = probe({"exit", "0"}, 5).with(TExec::Preparer(new Last));
         TExecList list = first | probe({"exit", "0"});
         EXPECT_EQ(test::thrownErrno([&] { runList(list); }), EAGAIN);
-        EXPECT_EQ(test::descriptors().size(), own.size() + 2);
+        EXPECT_EQ(descriptors().size(), own.size() + 2);
         EXPECT_FALSE(test::childless());
     });
 }
 
-TEST_F(ExecList, WhatARunChangesInAProgramOfTheListStays) {
-    const auto body = [] { return 0; };
-    TExecList list = TExec(TExec::Preparer(new TFnCall<decltype(body)>(body)));
-    const TExecResult result = runList(list);
-    EXPECT_EQ(list.programs().front().mode(), 5U);
-    EXPECT_EQ(test::reap(result.pid), 0);
+// --- who has which end open, told by the programs themselves ---
+
+using ExecListDescriptors = ExecListRun;
+
+TEST_F(ExecListDescriptors, EachProgramHasItsEndsAsItsStreamsAndNoMore) {
+    const TExec report = probe({"report"});
+    const TExec nothing = probe({"exit", "0"});
+    const TExec cat = program({"cat"});
+    const struct {
+        TExecList list;
+        bool input;
+        bool output;
+    } rows[] = {{report, false, false},
+                {report | cat, false, true},
+                {nothing | report | cat, true, true},
+                {nothing | report, true, false}};
+    std::string error;
+    for (const auto& [list, input, output] : rows) {
+        const TExecResult result = runList(list.toFile(dir / "report"));
+        EXPECT_EQ(result.code, 0);
+        const std::string text = readFile(dir / "report");
+        EXPECT_EQ(test::inherited(text), own);
+        EXPECT_EQ(target(text, 0).starts_with("pipe:"), input);
+        EXPECT_EQ(target(text, 1).starts_with("pipe:"), output);
+        EXPECT_NE(target(text, 0), target(text, 1));
+        EXPECT_EQ(target(text, 1) == dir / "report", !output);
+        error = error.empty() ? target(text, 2) : error;
+        EXPECT_EQ(target(text, 2), error);
+        EXPECT_EQ(descriptors(), own);
+        // The result is that of the last one, which has no output end.
+        EXPECT_EQ(test::reported(text, "pid") == Words{std::to_string(result.pid)}, !output);
+    }
+}
+
+// The pipe's read end is number 0 then, and is closed before it could be copied there.
+TEST_F(ExecListDescriptors, AReaderThatStartsWithInputClosedHasNone) {
+    isolated([this] {
+        ::close(STDIN_FILENO);
+        runList(probe({"exit", "0"}) | probe({"report"}).toFile(dir / "report"));
+    });
+    EXPECT_EQ(target(readFile(dir / "report"), 0), "");
+    EXPECT_EQ(target(readFile(dir / "report"), 1), dir / "report");
+}
+
+// The read end is number 1 then, and closed before the write end takes that number.
+TEST_F(ExecListDescriptors, AWriterThatStartsWithOutputClosedWritesIntoThePipe) {
+    isolated([this] {
+        ::close(STDOUT_FILENO);
+        runList(probe({"args", "text"}) | program({"sh", "-c", "cat >$0", dir / "read"}));
+    });
+    EXPECT_EQ(readFile(dir / "read"), "text\n");
+}
+
+// --- a writer that has more to say than a pipe holds ---
+
+using ExecListFullPipe = ExecListRun;
+
+TEST_F(ExecListFullPipe, ProgramsThatAreNotWaitedForPassMoreThanItHolds) {
+    EXPECT_EQ(
+        runList(probe({"write", "5000000"}, 5) | probe({"count"}).toFile(dir / "count")).code,
+        0);
+    EXPECT_EQ(readFile(dir / "count"), "5000000");
+}
+
+// The writer is waited for before its reader starts: the reader finds what the pipe holds when
+// somebody has ended the writer.
+TEST_F(ExecListFullPipe, AWaitedPipelineBlocksForEver) {
+    runList(program({"timeout", "0.5", PROBE_PATH, "write", "5000000"}) |
+            probe({"count"}).toFile(dir / "count"));
+    const std::string count = readFile(dir / "count");
+    EXPECT_GT(std::stoi(count), 0);
+    EXPECT_LT(std::stoi(count), 5000000);
 }
 
 }  // namespace
