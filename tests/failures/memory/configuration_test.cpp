@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "tests/failures/memory/refusal.h"
 #include "tests/models/configuration_shown.h"
@@ -30,10 +31,11 @@ char reports[4096];
     errno = ERANGE;
 }
 
-// Never initialised, and with a capacity that means nothing.
+// Never initialised, and with counters that mean nothing.
 conf_table* newTable() {
     auto* const table = static_cast<conf_table*>(std::calloc(1, sizeof(conf_table)));
     table->size = 7;
+    table->nmemb = 5;
     return table;
 }
 
@@ -145,6 +147,17 @@ TEST_F(RefusedConfiguration, SortingAndLookingUpNeedNoMemory) {
     EXPECT_STREQ(unsorted, "value");
     EXPECT_STREQ(sorted, "value");
     conf_free_r(table);
+}
+
+TEST_F(RefusedConfiguration, ReleaseTakesEverySlotUpToTheCapacityAndTheStructure) {
+    const long before = test::liveBlocks();
+    conf_table* const table = tableOf(25);
+    table->nmemb = 1;
+    std::free(std::exchange(table->data[1].value, nullptr));
+    conf_free_r(table);
+    conf_free_r(newTable());
+    conf_free_r(nullptr);
+    EXPECT_EQ(test::liveBlocks(), before);
 }
 
 }  // namespace

@@ -8,14 +8,12 @@
 #include <functional>
 #include <string>
 
-#include "tests/unit/conf/table.h"
+#include "tests/support/capture.h"
 #include "zarnic/conf/autoprepend.h"
 #include "zarnic/conf/diagnostics.h"
 #include "zarnic/conf/read_configuration.h"
 
 namespace {
-
-using test::Table;
 
 // The body aborts with one line on standard error, which is the C library's own:
 // "PROGRAM: SOURCE:LINE: FUNCTION: Assertion `TEXT' failed.".
@@ -37,9 +35,6 @@ void expectAssertion(const std::string& source, const std::string& function,
 TEST(Assertion, HoldsItsTextWhenTheConditionDoesNot) {
     expectAssertion("any/source.cpp", "", "any text",
                     [] { CONF_ASSERT(1 > 2, "any text", "any/source.cpp"); });
-}
-
-TEST(Assertion, DoesNothingWhenTheConditionHolds) {
     int evaluated = 0;
     CONF_ASSERT(++evaluated == 1, "text", "source");
     EXPECT_EQ(evaluated, 1);
@@ -51,11 +46,12 @@ conf_table zeroed;
 conf_entry entries[20];
 conf_table beyond = {entries, 20, 21, 1};
 
+const std::string usable =
+    "((void *)0) != pconf && ((void *)0) != pconf->data && pconf->size >= pconf->nmemb";
+
 TEST(Assertion, ReaderNeedsATableThatCanBeUsedAndAFile) {
     const std::string given = "((void *)0) != pconf";
     const std::string both = "((void *)0) != conf_file && ((void *)0) != pconf";
-    const std::string usable =
-        "((void *)0) != pconf && ((void *)0) != pconf->data && pconf->size >= pconf->nmemb";
     const struct {
         const char* function;
         const std::string& text;
@@ -79,60 +75,47 @@ TEST(Assertion, ReaderNeedsATableThatCanBeUsedAndAFile) {
 }
 
 // Only a message channel that meddles can bring the reader there.
-conf_table* meddled_table = nullptr;
-
-void meddle(int /*level*/, const char* /*format*/, ...) {
-    meddled_table->nmemb = meddled_table->size + 1;
-}
+void meddle(int /*level*/, const char* /*format*/, ...) { zeroed.nmemb = zeroed.size + 1; }
 
 TEST(Assertion, EndOfAReadMeetsTheSameAssertionAsFinalising) {
     // Made out here: a child that aborts removes nothing.
     const test::TempDir directory;
     test::writeFile(directory / "zrc.conf", "NAME=abc\n");
-    expectAssertion(
-        "conf/read_configuration.cpp", "conf_finalize_r",
-        "((void *)0) != pconf && ((void *)0) != pconf->data && pconf->size >= pconf->nmemb",
-        [&directory] {
-            const Table table;
-            meddled_table = table.get();
-            message_fn = meddle;
-            conf_read_file_r((directory / "zrc.conf").c_str(), table.get());
-        });
-}
-
-void expectVariableAssertion(const std::string& function, const std::string& text,
-                             const std::function<void()>& body) {
-    expectAssertion("conf/autoprepend.cpp", function, text, body);
-}
-
-constexpr int no_variables[] = {0, 32, -1, 33, INT_MIN, INT_MAX};
-const std::string index_of_defaults =
-    "i > 0 && i <= (sizeof(theZrcConfDefauls) / sizeof(theZrcConfDefauls[0]) - 2)";
-
-TEST(Assertion, IndexWithoutAVariableAborts) {
-    for (const int index : no_variables) {
-        expectVariableAssertion(
-            "zrcConfGetByIndex",
-            "i > 0 && i <= (sizeof(theZrcConfArray) / sizeof(theZrcConfArray[0]) - 2)",
-            [index] { zrcConfGetByIndex(index); });
-    }
+    expectAssertion("conf/read_configuration.cpp", "conf_finalize_r", usable, [&directory] {
+        message_fn = meddle;
+        conf_read_file_r((directory / "zrc.conf").c_str(), &zeroed);
+    });
 }
 
 TEST(Assertion, IndexWithoutADefaultAborts) {
-    for (const int index : no_variables) {
-        expectVariableAssertion("zrcConfGetDefaultByIndex", index_of_defaults,
-                                [index] { zrcConfGetDefaultByIndex(index); });
+    const struct {
+        std::string function;
+        std::string array;
+        const char* (*ask)(int);
+    } rows[] = {
+        {"zrcConfGetByIndex", "theZrcConfArray", zrcConfGetByIndex},
+        {"zrcConfGetDefaultByIndex", "theZrcConfDefauls", zrcConfGetDefaultByIndex},
+    };
+    for (const auto& [function, array, ask] : rows) {
+        for (const int index : {0, 32, -1, 33, INT_MIN, INT_MAX}) {
+            expectAssertion(
+                "conf/autoprepend.cpp", function,
+                "i > 0 && i <= (sizeof(" + array + ") / sizeof(" + array + "[0]) - 2)",
+                [&, ask = ask] { ask(index); });
+        }
     }
 }
 
-TEST(Assertion, DefaultOfNoNameAborts) {
-    expectVariableAssertion("zrcConfGetDefault", "((void *)0) != name",
-                            [] { zrcConfGetDefault(nullptr); });
+TEST(Assertion, DefaultOfTheLowerSentinelMeetsTheAssertionOfItsIndex) {
+    expectAssertion(
+        "conf/autoprepend.cpp", "zrcConfGetDefaultByIndex",
+        "i > 0 && i <= (sizeof(theZrcConfDefauls) / sizeof(theZrcConfDefauls[0]) - 2)",
+        [] { zrcConfGetDefault("_MIN_POSSIBLE_ZRC_CONF_VAR_NAME"); });
 }
 
-TEST(Assertion, DefaultOfTheLowerSentinelMeetsTheAssertionOfItsIndex) {
-    expectVariableAssertion("zrcConfGetDefaultByIndex", index_of_defaults,
-                            [] { zrcConfGetDefault("_MIN_POSSIBLE_ZRC_CONF_VAR_NAME"); });
+TEST(Assertion, DefaultOfNoNameAborts) {
+    expectAssertion("conf/autoprepend.cpp", "zrcConfGetDefault", "((void *)0) != name",
+                    [] { zrcConfGetDefault(nullptr); });
 }
 
 }  // namespace

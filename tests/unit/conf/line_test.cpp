@@ -100,17 +100,11 @@ void walkRuns(const std::string& value, const std::string& after, std::size_t lo
     }
 }
 
-TEST(LineTrailingSpace, EvenRunsAreKeptAndOddOnesLoseTheirLastAtTheEndOfTheText) {
-    walkRuns("abc", "", 7);
-}
-
 TEST(LineTrailingSpace, EvenRunsAreKeptAndOddOnesLoseTheirLastBeforeAComment) {
     walkRuns("abc", "# comment\n", 7);
     walkRuns("abc", "#", 5);
-    walkRuns("abc", "#  \n", 5);
-}
-
-TEST(LineTrailingSpace, InnerRunsAndTheFirstCharacterDoNotCount) {
+    // And before the end of the text. Inner runs do not count.
+    walkRuns("abc", "", 7);
     for (const char* const value : {"a b", "a  b", "a   b", "v"}) {
         walkRuns(value, "", 3);
     }

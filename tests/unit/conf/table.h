@@ -1,9 +1,7 @@
-// What the tests of configuration tables share: a table with an owner, a record of what the
-// reader reports, and a count of large blocks that tells a forgotten release in any build.
+// What the tests of configuration tables share: a table with an owner, and a record of what the
+// reader reports.
 
 #pragma once
-
-#include <malloc.h>
 
 #include <cerrno>
 #include <cstdarg>
@@ -87,14 +85,5 @@ class Reports {
     // Each with its level before it.
     const std::vector<std::string>& all() const { return recorded; }
 };
-
-// A length above which a block of the heap is a mapping of its own, and how many of those this
-// process has. A sanitizer keeps no such count, but finds the leak itself.
-constexpr unsigned long large = 1UL << 20U;
-inline unsigned long largeBlocks() {
-    // Set, so that the C library does not raise it whenever such a block is freed.
-    ::mallopt(M_MMAP_THRESHOLD, large / 2);
-    return ::mallinfo2().hblks;
-}
 
 }  // namespace test
