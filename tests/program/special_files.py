@@ -3,8 +3,6 @@
 import ctypes
 import os
 import select
-import socket
-import stat
 from contextlib import contextmanager
 from pathlib import Path
 
@@ -52,18 +50,6 @@ def fill(path):
             pass
 
 
-def make_socket(path):
-    """A name in the file system that is a socket; nobody listens."""
-    made = socket.socket(socket.AF_UNIX)
-    # By a short name: an address holds 107 bytes.
-    here = os.getcwd()
-    os.chdir(path.parent)
-    made.bind(path.name)
-    os.chdir(here)
-    made.close()
-    return path
-
-
 def make_fifo(path):
     os.mkfifo(path)
     return path
@@ -82,36 +68,18 @@ def give_away(path):
         pytest.skip("no other user is mapped in this user namespace")
 
 
-def make_null(path):
-    """A null device of the test's own: the machine's is not for a test to write to."""
-    try:
-        os.mknod(path, stat.S_IFCHR | 0o600, os.makedev(1, 3))
-    except PermissionError:
-        pytest.skip("no device may be made in a user namespace")
-    return path
-
-
-def make_special(host, kind, path=None, content="text"):
+def make_special(host, kind, path=None):
     """What lies where a file is expected; a kind that is a link leads to what it says."""
     path = path or host.dir / "special"
-    if kind == "dangling":
-        make_link(path, host.dir / "nowhere")
-    elif kind == "looping":
-        make_link(path, path)
-    elif kind == "linked":
-        make_link(path, host.file("text", content))
-    elif kind == "null":
-        make_link(path, "/dev/null")
-    elif kind == "device":
-        make_null(path)
-    elif kind == "linked device":
-        make_link(path, make_null(host.dir / "device"))
-    elif kind == "socket":
-        make_socket(path)
-    elif kind == "folder":
+    if kind == "folder":
         path.mkdir()
     elif kind == "fifo":
         make_fifo(path)
+    else:
+        make_link(path, {"dangling": host.dir / "nowhere", "looping": path, "null": "/dev/null",
+                         "linked": host.dir / "text"}[kind])
+        if kind == "linked":
+            host.file("text", "text")
     return path
 
 

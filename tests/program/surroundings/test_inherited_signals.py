@@ -32,16 +32,14 @@ UNREAPED = {
 
 
 @pytest.mark.parametrize("number", SIGNALS, ids=lambda number: number.name)
+@pytest.mark.parametrize("change, key", [(ignoring, "ignored"), (blocking, "blocked")])
 @pytest.mark.parametrize("name", ORDINARY)
-def test_ignored(host, name, number):
-    expected = UNREAPED.get(name) if number == signal.SIGCHLD else None
-    assert run(host, name, prepare=ignoring(number)) == (expected or ORDINARY[name])
-
-
-@pytest.mark.parametrize("number", SIGNALS, ids=lambda number: number.name)
-@pytest.mark.parametrize("name", ORDINARY)
-def test_blocked(host, name, number):
-    assert run(host, name, prepare=blocking(number)) == ORDINARY[name]
+def test_every_command_and_its_children_inherit_it(host, name, change, key, number):
+    unreaped = change == ignoring and number == signal.SIGCHLD
+    expected = UNREAPED.get(name, ORDINARY[name]) if unreaped else ORDINARY[name]
+    assert run(host, name, prepare=change(number)) == expected
+    for report in host.reports("other") + host.reports("cat"):
+        assert int(report.values[key], 16) & 1 << number - 1
 
 
 def test_a_saved_file_keeps_its_owner_when_children_are_not_reaped(host):
@@ -54,14 +52,4 @@ def test_a_failed_cat_of_the_pid_file_goes_unseen_when_children_are_not_reaped(h
     host.file("pid", "0\n")
     result = host.run("--service-started", f"--kav-dir={host.kav}", "--service=other",
                       f"--service-pidfile={host.dir}/pid", prepare=ignoring(signal.SIGCHLD))
-    assert (result.status, result.out) == (1, b"Service is not running\n")
-
-
-@pytest.mark.parametrize("number", SIGNALS, ids=lambda number: number.name)
-@pytest.mark.parametrize("change, key", [(ignoring, "ignored"), (blocking, "blocked")])
-@pytest.mark.parametrize("mode", ["--no-daemon=1", "--no-daemon"])
-def test_the_program_inherits_it(host, mode, change, key, number):
-    host.run("--start-service", f"--kav-dir={host.kav}", "--service=other", mode,
-             prepare=change(number))
-    (report,) = host.reports("other")
-    assert int(report.values[key], 16) & 1 << number - 1
+    assert result.answer == (1, "Service is not running\n")
