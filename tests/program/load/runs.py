@@ -2,23 +2,14 @@
 
 import os
 import time
-from dataclasses import dataclass
 
 # A run that takes longer than this is stuck, however busy the machine is.
 BOUND = 120.0
 
 
-@dataclass
-class Run:
-    """A run that has ended: its answer, and how often it touched new memory, in pages."""
-
-    command: int
-    answer: tuple
-    pages: int
-
-
 def keep_running(host, commands, at_a_time):
-    """Runs each command, with so many of them under way; yields the runs as they end."""
+    """Runs each command, with so many of them under way; yields the number and the answer of each
+    as it ends."""
     under_way = {}
     free = [f"out{number}" for number in range(at_a_time)]
     waiting = list(enumerate(commands))[::-1]
@@ -28,7 +19,7 @@ def keep_running(host, commands, at_a_time):
             number, arguments = waiting.pop()
             out = free.pop()
             under_way[host.start(*arguments, out=out)] = number, out
-        pid, status, used = os.wait4(-1, 0)
+        pid, status = os.waitpid(-1, 0)
         assert time.monotonic() < end
         if pid not in under_way:
             # Adopted: what a daemon start leaves ends well in all that is run here.
@@ -36,11 +27,9 @@ def keep_running(host, commands, at_a_time):
             continue
         number, out = under_way.pop(pid)
         free.append(out)
-        answer = os.waitstatus_to_exitcode(status), (host.dir / out).read_text()
-        yield Run(number, answer, used.ru_minflt)
+        yield number, (os.waitstatus_to_exitcode(status), (host.dir / out).read_text())
 
 
 def together(host, commands):
     """Runs the commands at the same time; returns their answers in the commands' order."""
-    answers = {run.command: run.answer for run in keep_running(host, commands, len(commands))}
-    return [answers[number] for number in range(len(commands))]
+    return [answer for _, answer in sorted(keep_running(host, commands, len(commands)))]

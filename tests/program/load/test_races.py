@@ -17,7 +17,7 @@ STOPPED = (1, "Service is stopped already\n")
 NOT_RELOADED = (1, "Service reloading failed\n")
 # The pid file was there for the query of its status, and gone for its cat.
 VANISHED = (1, "Error\n")
-ROUNDS = 40
+START, STOP, RESTART = "--start-service", "--kill-service", "--restart-service"
 
 
 def command(host, name, service="other", pid_file="pid"):
@@ -30,12 +30,6 @@ def racing(host):
     host.env["PATH"] = "/usr/bin:/bin"
     host.act("other", f"serve {host.dir}/pid remove")
     return host
-
-
-def start(host):
-    """A daemon start to the point where its server has its pid file."""
-    assert together(host, [command(host, "--start-service")]) == [DONE]
-    wait_until((host.dir / "pid").exists, "the server's pid file")
 
 
 def is_ready(pid):
@@ -65,57 +59,33 @@ def test_two_starts_may_both_succeed(racing):
     """As long as the first server has not written its pid file, there is none for the second
     start to find."""
     racing.act("other", f"serve {racing.dir}/not-yet")
-    assert together(racing, [command(racing, "--start-service")]) == [DONE]
-    assert together(racing, [command(racing, "--start-service")]) == [DONE]
+    for _ in range(2):
+        assert together(racing, [command(racing, START)]) == [DONE]
     end_all(racing, 2)
 
 
-def test_start_against_start(racing):
-    for _ in range(ROUNDS):
-        answers = together(racing, [command(racing, "--start-service")] * 2)
-        assert set(answers) <= {DONE, RUNNING}
+# Whether a server lives before, the two commands, and the answers that are right for each. One of
+# the two always succeeds.
+@pytest.mark.parametrize("lives, commands, right", [
+    (False, (START, START), ({DONE, RUNNING}, {DONE, RUNNING})),
+    (True, (START, STOP), ({DONE, RUNNING, VANISHED}, {DONE})),
+    # The new server may be quick enough to be stopped.
+    (False, (START, STOP), ({DONE}, {DONE, STOPPED})),
+    # The other one may find the pid file gone at any step.
+    (True, (STOP, STOP), ({DONE, STOPPED, VANISHED}, {DONE, STOPPED, VANISHED})),
+    # Each ends what it finds and starts one of its own.
+    (True, (RESTART, RESTART), ({DONE, VANISHED}, {DONE, VANISHED})),
+], ids=["starts", "start and stop", "start and stop of none", "stops", "restarts"])
+def test_a_command_against_another(racing, lives, commands, right):
+    for _ in range(40):
+        if lives:
+            assert together(racing, [command(racing, START)]) == [DONE]
+            wait_until((racing.dir / "pid").exists, "the server's pid file")
+        answers = together(racing, [command(racing, name) for name in commands])
+        assert all(answer in known for answer, known in zip(answers, right)), answers
         assert DONE in answers
-        end_all(racing, answers.count(DONE))
-
-
-def test_start_against_stop_of_a_live_server(racing):
-    for _ in range(ROUNDS):
-        start(racing)
-        started, stopped = together(racing, [command(racing, "--start-service"),
-                                             command(racing, "--kill-service")])
-        assert started in (DONE, RUNNING, VANISHED)
-        assert stopped == DONE
-        end_all(racing, 1 + (started == DONE))
-
-
-def test_start_against_stop_without_a_server(racing):
-    """The new server may be quick enough to be stopped."""
-    for _ in range(ROUNDS):
-        started, stopped = together(racing, [command(racing, "--start-service"),
-                                             command(racing, "--kill-service")])
-        assert started == DONE
-        assert stopped in (STOPPED, DONE)
-        end_all(racing, 1)
-
-
-def test_stop_against_stop(racing):
-    """At least one finds the server. The other one may find its pid file gone at any step."""
-    for _ in range(ROUNDS):
-        start(racing)
-        answers = together(racing, [command(racing, "--kill-service")] * 2)
-        assert DONE in answers
-        assert set(answers) <= {DONE, STOPPED, VANISHED}
-        end_all(racing, 1)
-
-
-def test_restart_against_restart(racing):
-    """Each ends what it finds and starts one of its own."""
-    for _ in range(ROUNDS):
-        start(racing)
-        answers = together(racing, [command(racing, "--restart-service")] * 2)
-        assert DONE in answers
-        assert set(answers) <= {DONE, VANISHED}
-        end_all(racing, 1 + answers.count(DONE))
+        end_all(racing, lives + sum(name != STOP and answer == DONE
+                                    for name, answer in zip(commands, answers)))
 
 
 class Reload:
@@ -145,21 +115,19 @@ def test_reload_against_stop(racing):
     when the reload has reached the server."""
     reloads = [Reload(racing, number) for number in range(32)]
     late, racers = reloads[:8], reloads[8:]
-    for reload in late:
-        reload.begin("--restart-service")
-    for reload in racers:
-        reload.begin("--restart-service")
-        reload.begin("--kill-service")
+    for reload in reloads:
+        reload.begin(RESTART)
+        if reload in racers:
+            reload.begin(STOP)
     for reload in late:
         wait_until(reload.is_reached, "the reload")
-        reload.begin("--kill-service")
+        reload.begin(STOP)
     for reload in reloads:
         # Reaped at once: a dead process that nobody has waited for counts as alive.
         assert wait_for_end(reload.server) == 0
 
-    assert [reload.answer("--kill-service") for reload in reloads] == [DONE] * 32
-    assert [reload.answer("--restart-service") for reload in late] == [NOT_RELOADED] * 8
+    assert [reload.answer(STOP) for reload in reloads] == [DONE] * 32
+    assert [reload.answer(RESTART) for reload in late] == [NOT_RELOADED] * 8
     # One that found nothing at all started the server anew.
-    assert {reload.answer("--restart-service") for reload in racers} <= \
-        {NOT_RELOADED, VANISHED, DONE}
+    assert {reload.answer(RESTART) for reload in racers} <= {NOT_RELOADED, VANISHED, DONE}
     racing.settle()
