@@ -71,7 +71,7 @@ def fill(host, text):
 
 def stopped_server(host):
     """A process in the pid file that cannot act, so that what it was sent stays to be seen."""
-    pid = host.server(host.dir / "pid")
+    pid = host.server()
     os.kill(pid, signal.SIGSTOP)
     wait_until(lambda: state_of(pid, "State").startswith("T"), "the server's stop")
     return pid
@@ -99,7 +99,7 @@ def run(host, name, more=(), **options):
     if server:
         os.kill(server, signal.SIGKILL)
         host.settle()
-        (host.dir / "pid").unlink()
+        host.pid_file.unlink()
     Path("/tmp/zrckav_other_errors").unlink(missing_ok=True)
     return outcome
 

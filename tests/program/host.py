@@ -16,6 +16,7 @@ import tempfile
 import time
 from dataclasses import dataclass, field
 from pathlib import Path
+from types import SimpleNamespace
 from urllib.parse import unquote_to_bytes
 
 # A copy that every user may run: the project may lie where only its owner may look.
@@ -49,19 +50,6 @@ class Result:
     @property
     def answer(self):
         return self.status, self.out.decode()
-
-
-@dataclass
-class Report:
-    """What a stand-in was started with."""
-
-    argv: list
-    env: dict
-    fds: dict
-    values: dict
-
-    def __getattr__(self, name):
-        return self.values[name]
 
 
 def unescape(text):
@@ -103,6 +91,8 @@ class Host:
         self.path = self.dir / "path"
         self.kav = self.dir / "kav"
         self.record = self.dir / "record"
+        self.pid_file = self.dir / "pid"
+        self.with_pid = f"--service-pidfile={self.pid_file}"
         for made in (self.path, self.record, self.kav / "bin"):
             made.mkdir(parents=True)
         for tool in TOOLS:
@@ -136,11 +126,16 @@ class Host:
         os.close(out)
         return pid
 
-    def server(self, pid_file):
+    def server(self):
         """Starts a process that keeps a pid file and prints the signals that it gets."""
-        pid = self.process("serve", str(pid_file))
-        wait_until(pid_file.exists, "the server's pid file")
+        pid = self.process("serve", str(self.pid_file))
+        wait_until(self.pid_file.exists, "the server's pid file")
         return pid
+
+    def pid(self):
+        """What a server writes into the pid file, as soon as it does."""
+        wait_until(self.pid_file.exists, "the service's pid file")
+        return int(self.pid_file.read_text())
 
     # --- running ---
 
@@ -177,6 +172,10 @@ class Host:
         # Before the start: a quick run's own processes may be adopted as soon as it returns.
         others = set(children())
         return self.finish(self.start(*arguments, **options), others if settle else None)
+
+    def control(self, command, *more, service="other", **options):
+        """Runs a command for a service."""
+        return self.run(command, f"--kav-dir={self.kav}", f"--service={service}", *more, **options)
 
     def finish(self, pid, others=None):
         """Waits for a run, and for every process that it leaves if `others` tells which are not
@@ -220,9 +219,14 @@ class Host:
         found = [path for path in self.record.glob(f"{name}.*") if path.suffix != ".act"]
         return [self._report(path) for path in sorted(found, key=lambda p: int(p.suffix[1:]))]
 
+    def report(self, name):
+        """What the one call of a stand-in was started with."""
+        (found,) = self.reports(name)
+        return found
+
     @staticmethod
     def _report(path):
-        report = Report([], {}, {}, {})
+        report = SimpleNamespace(argv=[], env={}, fds={})
         for line in path.read_text().splitlines():
             key, _, value = line.partition(" ")
             if key == "argv":
@@ -234,7 +238,7 @@ class Host:
                 number, _, target = value.partition(" ")
                 report.fds[int(number)] = unescape(target)
             else:
-                report.values[key] = unescape(value)
+                setattr(report, key, unescape(value))
         return report
 
 

@@ -10,17 +10,16 @@ from host import Host, children, wait_for_end, wait_until
 
 
 def arguments(host):
-    return (f"--kav-dir={host.kav}", "--service=aveserver", f"--service-pidfile={host.dir}/pid")
+    return (f"--kav-dir={host.kav}", "--service=aveserver", host.with_pid)
 
 
 def alive(host):
-    return host.server(host.dir / "pid")
+    return host.server()
 
 
 def gone(host):
-    pid = host.process("exit", "0")
+    pid = unreaped(host)
     wait_for_end(pid)
-    host.file("pid", str(pid))
     return pid
 
 
@@ -34,12 +33,12 @@ def unreaped(host):
 
 def deaf(host):
     """A server that was started with SIGHUP blocked."""
-    host.act("aveserver", f"serve {host.dir}/pid")
+    host.act("aveserver", f"serve {host.pid_file}")
     host.run("--start-service", *arguments(host), settle=False,
              prepare=lambda: signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGHUP}))
-    wait_until((host.dir / "pid").exists, "the server's pid file")
+    pid = host.pid()
     (host.record / "calls").unlink()
-    return int((host.dir / "pid").read_text())
+    return pid
 
 
 @pytest.fixture(scope="module")
@@ -49,23 +48,24 @@ def reloads(tmp_path_factory):
     for kind in (alive, gone, unreaped, deaf):
         host = Host(tmp_path_factory.mktemp("host"))
         begun.append((kind, host, kind(host), host.start("--restart-service", *arguments(host))))
-    yield {kind: (host, pid, host.finish(run)) for kind, host, pid, run in begun}
+    results = {kind: (host, pid, host.finish(run)) for kind, host, pid, run in begun}
+    for host, _, result in results.values():
+        assert result.err == b""
+        assert host.calls() == [f"cat {host.pid_file}"] * 2
+    yield results
     begun[0][1].shut_down()
 
 
 def test_restart_of_aveserver_reloads_it(reloads):
     host, server, result = reloads[alive]
-    assert (result.answer, result.err) == ((0, ""), b"")
+    assert result.answer == (0, "")
     said = host.dir / "process.out"
     wait_until(lambda: said.read_text() == "HUP\n", "the server's answer")
-    assert host.calls() == [f"cat {host.dir}/pid"] * 2
     assert server in children()
 
 
 def test_reload_of_a_process_that_is_gone_fails(reloads):
-    host, _, result = reloads[gone]
-    assert result.answer == (1, "Service reloading failed\n")
-    assert host.calls() == [f"cat {host.dir}/pid"] * 2
+    assert reloads[gone][2].answer == (1, "Service reloading failed\n")
 
 
 def test_reload_of_a_dead_process_that_nobody_reaped_succeeds(reloads):
@@ -77,7 +77,7 @@ def test_reload_of_a_dead_process_that_nobody_reaped_succeeds(reloads):
 
 def test_a_server_started_with_hangup_blocked_is_not_reloaded(reloads):
     """The reload succeeds all the same: the server is alive, with its SIGHUP waiting."""
-    host, server, result = reloads[deaf]
+    _, server, result = reloads[deaf]
     assert result.answer == (0, "")
     assert was_sent(server, signal.SIGHUP)
     os.kill(server, 0)

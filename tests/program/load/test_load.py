@@ -38,7 +38,7 @@ def descriptors(pid):
 @pytest.mark.parametrize("at_a_time", [1, 64])
 def test_every_answer_is_right_and_nothing_is_kept(host, at_a_time):
     host.env["PATH"] = "/usr/bin:/bin"
-    server = host.server(host.dir / "pid")
+    server = host.server()
     kinds = mixture(host)
     before = descriptors(server)
     answers = dict(keep_running(

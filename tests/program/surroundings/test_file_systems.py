@@ -66,7 +66,7 @@ def test_the_errors_file(host, mode, code, before, happens, left):
             ERRORS.write_text(before)
         if happens:
             happens(disk)
-        result = host.run("--start-service", f"--kav-dir={host.kav}", f"--service={SERVICE}", mode)
+        result = host.control("--start-service", mode, service=SERVICE)
         failed = bool(code) and mode == "--no-daemon=1"
         assert result.answer == ((1, "Service failed\n") if failed else (0, ""))
         assert (255 in result.orphans.values()) == (bool(code) and not failed)

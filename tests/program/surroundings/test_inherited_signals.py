@@ -39,7 +39,7 @@ def test_every_command_and_its_children_inherit_it(host, name, change, key, numb
     expected = UNREAPED.get(name, ORDINARY[name]) if unreaped else ORDINARY[name]
     assert run(host, name, prepare=change(number)) == expected
     for report in host.reports("other") + host.reports("cat"):
-        assert int(report.values[key], 16) & 1 << number - 1
+        assert int(getattr(report, key), 16) & 1 << number - 1
 
 
 def test_a_saved_file_keeps_its_owner_when_children_are_not_reaped(host):
@@ -50,6 +50,5 @@ def test_a_saved_file_keeps_its_owner_when_children_are_not_reaped(host):
 def test_a_failed_cat_of_the_pid_file_goes_unseen_when_children_are_not_reaped(host):
     host.act("cat", "exit 1")
     host.file("pid", "0\n")
-    result = host.run("--service-started", f"--kav-dir={host.kav}", "--service=other",
-                      f"--service-pidfile={host.dir}/pid", prepare=ignoring(signal.SIGCHLD))
-    assert result.answer == (1, "Service is not running\n")
+    asked = host.control("--service-started", host.with_pid, prepare=ignoring(signal.SIGCHLD))
+    assert asked.answer == (1, "Service is not running\n")

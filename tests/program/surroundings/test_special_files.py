@@ -19,9 +19,8 @@ NOTHING = (0, "")
 def test_as_pid_file(host, kind, answer, cats):
     """Where the status cannot be queried there is none; where it can, cat tells, or fails."""
     path = make_special(host, kind)
-    result = host.run("--service-started", f"--kav-dir={host.kav}", "--service=other",
-                      f"--service-pidfile={path}")
-    assert result.answer == answer
+    asked = host.control("--service-started", f"--service-pidfile={path}")
+    assert asked.answer == answer
     assert host.calls() == [f"cat {path}"] * cats
 
 
@@ -59,8 +58,8 @@ def test_as_the_panel_configuration(host, panel_configuration, kind):
 def test_as_the_configuration_file_of_the_statistics(host, kind, runs):
     """One that is not there stops it, and leaves nothing of an earlier run's errors file."""
     Path("/tmp/zrckav_parse_avstat.pl_errors").write_text("7")
-    result = host.run("--start-service", f"--kav-dir={host.kav}", "--service=parse_avstat.pl",
-                      "--no-daemon=1", f"--config-file={make_special(host, kind)}")
+    result = host.control("--start-service", "--no-daemon=1",
+                          f"--config-file={make_special(host, kind)}", service="parse_avstat.pl")
     assert (result.answer, result.err) == (NOTHING, b"")
     assert len(host.reports("parse_avstat.pl")) == runs
     assert errors_file("parse_avstat.pl") == ("0" if runs else None)
@@ -76,9 +75,7 @@ def test_as_the_configuration_file_of_the_statistics(host, kind, runs):
 ])
 def test_in_the_place_of_the_errors_file(host, kind, left):
     place = make_special(host, kind, Path("/tmp/zrckav_other_errors"))
-    result = host.run("--start-service", f"--kav-dir={host.kav}", "--service=other",
-                      "--no-daemon=1")
-    assert result.answer == NOTHING
+    assert host.control("--start-service", "--no-daemon=1").answer == NOTHING
     assert left == ("folder" if place.is_dir() else
                     "through the link" if place.is_symlink() else "file")
     assert left == "folder" or place.read_text() == "0"

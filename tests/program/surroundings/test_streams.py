@@ -8,7 +8,7 @@ import socket
 import pytest
 
 from commands import ARGUMENTS, ORDINARY, READERS, fill, run
-from host import BOUND, wait_for_end, wait_until
+from host import BOUND, wait_for_end
 
 each_combination = pytest.mark.parametrize(
     "closed", [{stream for stream in range(3) if bits & 1 << stream} for bits in range(8)],
@@ -50,9 +50,9 @@ def test_a_daemon_has_three_null_streams(host, closed, pid_file):
     if pid_file and {0, 1} <= closed:
         assert host.reports("other") == []
         return
-    (report,) = host.reports("other")
-    assert {n: report.fds[n] for n in range(3)} == dict.fromkeys(range(3), "/dev/null")
-    assert len(report.fds) == 3 or pid_file
+    fds = host.report("other").fds
+    assert {n: fds[n] for n in range(3)} == dict.fromkeys(range(3), "/dev/null")
+    assert len(fds) == 3 or pid_file
 
 
 @pytest.mark.parametrize("letters", [1, 1_500, 100_000])
@@ -100,7 +100,7 @@ def test_sigpipe_is_left_to_the_caller(host, blocked, status):
 
 def test_a_caller_that_reads_to_the_end_does_not_wait_for_the_service(host):
     """As cron and ssh without a terminal do."""
-    host.act("other", f"serve {host.dir}/pid")
+    host.act("other", f"serve {host.pid_file}")
     read, write = os.pipe()
     pid = host.start(*fill(host, ARGUMENTS["start-daemon"]), out=write)
     os.close(write)
@@ -108,6 +108,5 @@ def test_a_caller_that_reads_to_the_end_does_not_wait_for_the_service(host):
         assert select.select([pipe], [], [], BOUND)[0]
         assert pipe.read(1) == b""
     assert wait_for_end(pid) == 0
-    wait_until((host.dir / "pid").exists, "the service's pid file")
-    os.kill(int((host.dir / "pid").read_text()), signal.SIGTERM)
+    os.kill(host.pid(), signal.SIGTERM)
     host.settle()
