@@ -5,15 +5,10 @@ import os
 import signal
 from pathlib import Path
 
-from host import errors_file, wait_for_end, wait_until
+from host import errors_file, wait_for_end
 from special_files import STRANGER, give_away, make_fifo, make_link, read_from_waiting_writer
 
 ERRORS = Path("/tmp/zrckav_other_errors")
-
-
-def start(host, *more, **options):
-    return host.run("--start-service", f"--kav-dir={host.kav}", "--service=other", *more,
-                    **options)
 
 
 def protection(name):
@@ -24,12 +19,12 @@ def protection(name):
 def plant(host, make):
     """Lets something be made in the errors file's place while the service runs: the old one
     has been removed then, and the new one is written when the program has ended."""
-    host.act("other", f"serve {host.dir}/pid")
+    host.act("other", f"serve {host.pid_file}")
     pid = host.start("--start-service", f"--kav-dir={host.kav}", "--service=other",
                      "--no-daemon=1")
-    wait_until((host.dir / "pid").exists, "the service's pid file")
+    server = host.pid()
     make(ERRORS)
-    os.kill(int((host.dir / "pid").read_text()), signal.SIGTERM)
+    os.kill(server, signal.SIGTERM)
     return pid
 
 
@@ -37,10 +32,8 @@ def plant(host, make):
 
 def test_a_service_name_may_lead_out_of_the_server_tree(host):
     (host.dir / "elsewhere").symlink_to(host.kav / "bin/other")
-    host.remove("aveserver")
-    host.run("--start-service", f"--kav-dir={host.kav}", "--service=../../elsewhere")
-    (report,) = host.reports("elsewhere")
-    assert report.argv == [f"{host.kav}/bin/../../elsewhere"]
+    host.control("--start-service", service="../../elsewhere")
+    assert host.report("elsewhere").argv == [f"{host.kav}/bin/../../elsewhere"]
 
 
 def test_a_file_name_may_be_an_option_of_the_tool(host):
@@ -51,27 +44,23 @@ def test_a_file_name_may_be_an_option_of_the_tool(host):
                       prepare=lambda: os.chdir(host.dir))
     assert b"text" not in result.out
     assert b"cat" in result.out
-    assert host.run("--config-file-content", f"--file={host.dir}/--version").out == b"text"
 
 
 def test_any_file_that_root_may_read_can_be_copied(host):
     secret = host.file("secret", "secret")
     secret.chmod(0)
     link = make_link(host.dir / "link", secret)
-    target = host.dir / "target"
-    host.run("--save-to-config-file", f"--file={link}", f"--config-file={target}")
-    assert target.read_text() == "secret"
+    host.run("--save-to-config-file", f"--file={link}", f"--config-file={host.dir}/target")
+    assert (host.dir / "target").read_text() == "secret"
 
 
 # --- the pid file ---
 
 def test_a_writable_pid_file_is_believed_whoever_owns_it(host):
     victim = host.process("sleep", "100")
-    pid_file = host.file("pid", f"{victim}\n")
-    pid_file.chmod(0o666)
-    give_away(pid_file)
-    host.run("--kill-service", f"--kav-dir={host.kav}", "--service=other",
-             f"--service-pidfile={pid_file}", settle=False)
+    host.file("pid", f"{victim}\n").chmod(0o666)
+    give_away(host.pid_file)
+    host.control("--kill-service", host.with_pid, settle=False)
     assert wait_for_end(victim) == signal.SIGTERM
 
 
@@ -83,9 +72,8 @@ def test_whoever_writes_the_server_tree_runs_programs(host):
     program.chmod(0o777)
     (host.kav / "bin").chmod(0o777)
     give_away(program)
-    start(host)
-    (report,) = host.reports("other")
-    assert report.uid == str(os.getuid())
+    host.control("--start-service")
+    assert host.report("other").uid == str(os.getuid())
 
 
 # --- /tmp ---
@@ -93,20 +81,14 @@ def test_whoever_writes_the_server_tree_runs_programs(host):
 def test_a_link_of_a_stranger_that_is_planted_while_the_service_runs(host):
     """Without fs.protected_symlinks root writes the exit code where the link says."""
     victim = host.file("victim", "text")
-
-    def make(place):
-        make_link(place, victim)
-        give_away(place)
-
-    assert wait_for_end(plant(host, make)) == 0
+    assert wait_for_end(plant(host, lambda place: give_away(make_link(place, victim)))) == 0
     assert victim.read_text() == ("text" if protection("symlinks") else "0")
 
 
 def test_a_dangling_link_of_a_stranger_makes_a_file(host):
     """Its status cannot be queried, so it is not removed: no race is needed."""
-    make_link(ERRORS, host.dir / "made")
-    give_away(ERRORS)
-    start(host, "--no-daemon=1")
+    give_away(make_link(ERRORS, host.dir / "made"))
+    host.control("--start-service", "--no-daemon=1")
     assert (host.dir / "made").exists() == (not protection("symlinks"))
 
 
@@ -142,7 +124,7 @@ def test_a_fifo_of_a_stranger_that_is_planted_while_the_service_runs(host):
 
 
 def test_the_errors_file_gets_the_callers_umask(host):
-    start(host, "--no-daemon=1", prepare=lambda: os.umask(0o077))
+    host.control("--start-service", "--no-daemon=1", prepare=lambda: os.umask(0o077))
     assert ERRORS.stat().st_mode & 0o777 == 0o600
 
 
@@ -150,9 +132,8 @@ def test_the_errors_file_gets_the_callers_umask(host):
 
 def test_descriptors_of_the_caller_reach_the_server(host):
     secret = host.file("secret")
-    start(host, prepare=lambda: os.dup2(os.open(secret, os.O_RDONLY), 7))
-    (report,) = host.reports("other")
-    assert report.fds[7] == str(secret)
+    host.control("--start-service", prepare=lambda: os.dup2(os.open(secret, os.O_RDONLY), 7))
+    assert host.report("other").fds[7] == str(secret)
 
 
 def test_saving_through_a_link_replaces_and_gives_to_root_what_it_points_to(host):
