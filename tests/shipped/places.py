@@ -14,17 +14,19 @@ SHOWN = ("check-aveserver", "panel-start")
 # The first process takes the ends of all orphans, as it waits.
 ENTER = """set -e
 cd "$1"
-mkdir -p /etc/kav
-for place in etc/kav opt run usr/sbin usr/share/doc; do mount --bind "$place" "/$place"; done
+mkdir -p /etc/kav /etc/zrc
+for place in etc/kav etc/zrc opt run usr/sbin usr/share/doc tmp; do
+    mount --bind "$place" "/$place"
+done
 cd /
-/bin/sh "$1/script" 2>&1 & wait $!
+/bin/sh /run/script 2>&1 & wait $!
 """
 
 
 class Host:
     def __init__(self, folder):
         self.folder = folder
-        for made in ("etc/kav", "opt", "run/kav", "usr/sbin", "usr/share/doc/avmanager/examples"):
+        for made in ("etc/kav", "etc/zrc", "opt", "run/kav", "tmp", "usr/sbin", "usr/share/doc/avmanager/examples"):
             (folder / made).mkdir(parents=True)
         shutil.copy(os.environ["AVMANAGER"], folder / "usr/sbin/avmanager")
         shutil.copytree(ROOT / "examples/server/bin", folder / "opt/kav/bin")
@@ -35,7 +37,7 @@ class Host:
 
     def session(self, commands, before=""):
         """The lines that each command shows, on both streams."""
-        (self.folder / "script").write_text(
+        (self.folder / "run/script").write_text(
             f"mark() {{ status=$?; printf '{MARK}'; return $status; }}\n{before}\n"
             + "".join(f"mark\n{command}\n" for command in commands))
         with (self.folder / "output").open("wb") as output:

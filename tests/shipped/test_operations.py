@@ -1,0 +1,110 @@
+"""docs/operations.md helps: each row is brought about, its commands are typed, and what they show and
+change is compared. A row that takes more than that names the test that holds it."""
+
+import concurrent.futures
+import re
+from pathlib import Path
+
+import pytest
+
+import interface
+import places
+from pages import ROOT
+
+PAGE = (ROOT / "docs/operations.md").read_text()
+BLOCKS = re.findall(r"^(?:    .*\n)+", PAGE, re.M)
+NAMES, SAVE, CLAMD, CHECK = (re.sub("^    ", "", block, flags=re.M) for block in BLOCKS)
+TESTS = "\n".join(path.read_text() for path in (ROOT / "tests/program").rglob("test_*.py"))
+SERVER = r"\d+ (?:/usr/bin/perl|/bin/sh) /opt/kav/bin/\w+(?: -c /etc/kav/aveserver\.conf)?"
+HELP = NAMES + r"""
+within() { n=0; until eval "$1"; do n=$((n + 1)); [ $n -lt 200 ] || exit; /usr/bin/sleep 0.05; done; }
+wait_up() { within '[ -s "$pid" ]'; }
+wait_errors() { within '[ -s "$errors" ]'; }
+up() { start; wait_up; }
+crash() { number=$(cat "$pid"); kill -KILL $number; within '[ ! -d /proc/$number ]'; }
+write_program() { printf '#!/bin/sh\n%s\n' "$1" >"$kav/bin/$service"; }
+"""
+
+
+def told():
+    """The cells of each row of the page's tables that go by what is seen, or set."""
+    for table in re.findall(r"^\| (?:Line|Seen|What|Setting) .*\n\|[-|]+\|\n((?:\|.*\n)+)", PAGE, re.M):
+        for row in table.splitlines():
+            yield [cell.strip() for cell in row.strip("|").split(" | ")]
+
+
+def known():
+    """What the file beside this one says of each row: its verbs with their texts."""
+    text = re.sub("^#.*\n", "", (Path(__file__).parent / "operations.rows").read_text(), flags=re.M)
+    for row in text.strip().split("\n\n"):
+        name, *lines = row.splitlines()
+        yield name, [(line.partition(" ")[0], line.partition(" ")[2]) for line in lines]
+
+
+ROWS = {" | ".join(cells[:2] if len(cells) > 2 else cells[:1]): cells for cells in told()}
+KNOWN = dict(known())
+
+
+def commands(cell):
+    return re.findall("`([^`]+)`", cell)
+
+
+def test_every_row_is_known():
+    assert list(ROWS) == list(KNOWN)
+    held = [text for lines in KNOWN.values() for verb, text in lines if verb == "held"]
+    assert [name for name in held if f"def {name}(" not in TESTS] == []
+
+
+def test_every_line_that_tells_of_a_failure_has_a_row_in_the_alphabet():
+    seen = [re.match('"(.*?)"', name)[1] for name in ROWS if name.startswith('"')]
+    lines = seen[:seen.index("Unknown option '--NAME'") + 1]
+    assert lines == sorted(lines)
+    assert {*interface.literals(r"(?:Service|Kaspersky|Unable) [\w -]+|Error")} - set(lines) == {
+        "Kaspersky Anti-Virus server is installed"}
+
+
+def session(folder, typed):
+    """On a host of its own, whose time is short."""
+    host = places.Host(folder)
+    (folder / "usr/sbin/sleep").write_text(
+        '#!/bin/sh\n[ "$1" = 1 ] && exec /usr/bin/sleep 0.5\nexec /usr/bin/sleep 2\n')
+    (folder / "usr/sbin/sleep").chmod(0o755)
+    return host.session(typed, HELP)
+
+
+def steps(row):
+    """The commands of a row, each with the pattern of what it shows."""
+    own = {verb: commands(cell) for verb, cell in zip(("look", "out"), ROWS[row][2:])}
+    for verb, text in KNOWN[row]:
+        command, _, shown = text.partition(" =>") if verb in ("typed", "after") else (
+            own[verb].pop(0), "", text)
+        yield command, shown.strip().replace("SERVER", SERVER)
+
+
+SHOWN = [row for row, lines in KNOWN.items() if lines[0][0] != "held"]
+
+
+@pytest.fixture(name="shown", scope="module")
+def shown_on_several_hosts_at_once(tmp_path_factory):
+    with concurrent.futures.ThreadPoolExecutor(4) as hosts:
+        return dict(zip(SHOWN, hosts.map(lambda row: session(
+            tmp_path_factory.mktemp("host"), [command for command, _ in steps(row)]), SHOWN)))
+
+
+@pytest.mark.parametrize("row", SHOWN)
+def test_the_way_out_leads_out(shown, row):
+    typed, patterns = zip(*steps(row))
+    assert [(command, lines) for command, pattern, lines in zip(typed, patterns, shown[row])
+            if not re.fullmatch(pattern, "\n".join(lines))] == []
+
+
+def test_a_configuration_is_saved_and_put_back_as_told(tmp_path):
+    before, save, compare, back = SAVE.splitlines()
+    assert session(tmp_path, ['sed s/low/high/ "$conf" >"$conf.new"', before, save, compare,
+                         'grep Level "$conf"', back, 'grep Level "$conf"', "ls /etc/kav"]) == [
+        [], [], [], [], ["Level high"], [], ["Level low"], ["aveserver.conf", "aveserver.conf.new"]]
+
+
+def test_the_monitoring_finds_a_server_that_does_not_answer(tmp_path):
+    assert session(tmp_path, ["up", CLAMD + CHECK]) == [
+        [], ["OK: Service is started", "CRITICAL: no answer to clamdscan"]]
