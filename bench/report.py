@@ -2,13 +2,14 @@
 
     report.py FOLDER EXECUTABLE [DOCUMENT]
 
-Prints the ratios and the targets, and writes FOLDER/tables.md, FOLDER/summary.json,
-FOLDER/ratios.dat and FOLDER/growth.dat. With a DOCUMENT, its part between the two marker lines
-is replaced by the tables.
+Prints the ratios and the targets, and writes FOLDER/tables.md, FOLDER/summary.json and
+FOLDER/growth.dat. With a DOCUMENT, its part between the two marker lines is replaced by those of
+the tables that a user asks for.
 """
 
 import json
 import platform
+import re
 import sys
 from pathlib import Path
 
@@ -73,6 +74,18 @@ def sections(results):
             "instructions in user space", "peak MiB"), list(breakdown_rows(results)))
 
 
+def for_readers(results):
+    """The tables of the document: beside what a user would take instead, and what limits that."""
+    floors = [each for each in PROCESSES if re.search("empty|floor", each.peer)]
+    others = [each for each in [*PROCESSES, *LIBRARIES] if each not in floors]
+    targets = [each for each in floors if each.limit]
+    for title, comparisons in (("Beside other programs and libraries", others),
+                               ("Beside the floors", targets)):
+        lines = [row[:6] + row[7:] for row in rows(results, comparisons)]
+        yield title, COMPARED[:6] + COMPARED[7:], lines
+    yield "Limits", ("what", "value", "target", ""), list(absolute_rows(results))
+
+
 def plain_table(header, lines):
     widths = [max(len(line[i]) for line in [header, *lines]) for i in range(len(header))]
     return "\n".join("  ".join(cell.ljust(width) for cell, width in zip(line, widths)).rstrip()
@@ -92,12 +105,7 @@ def machine():
             f"Linux {platform.release().split('-')[0]}")
 
 
-def write_pictures_data(folder, results):
-    with open(folder / "ratios.dat", "w") as out:
-        for each in [*PROCESSES, *LIBRARIES]:
-            ratio = results.ratio(each)
-            work = each.work.replace("`", "")
-            out.write(f'"{work} / {name(each.peer)}" {ratio:.4f} {each.limit or "NaN"}\n')
+def write_picture_data(folder, results):
     with open(folder / "growth.dat", "w") as out:
         for count in (31, 100, 310, 1000, 3100):
             times = [results.time(f"configuration/{who}/{count}")
@@ -112,21 +120,24 @@ def fill_in(document, tables):
     document.write_text(f"{before}{BEGIN}\n\n{tables}\n{END}{after}")
 
 
+def markdown(tables):
+    return "\n\n".join([f"One run on {machine()}; medians.",
+                        *(f"### {title}\n\n{markdown_table(header, lines)}"
+                          for title, header, lines in tables)]) + "\n"
+
+
 def main():
     folder = Path(sys.argv[1])
     results = Results(folder, sys.argv[2])
-    tables = (f"One run on {machine()}. Times and ratios are of medians; \"of the best\" is the "
-              "ratio\nof the shortest runs, which other work on the machine disturbs least.\n\n")
     summary = {}
     for title, header, lines in sections(results):
         print(f"\n{title}\n\n{plain_table(header, lines)}")
-        tables += f"### {title}\n\n{markdown_table(header, lines)}\n\n"
         summary[title] = {"columns": header, "rows": lines}
-    (folder / "tables.md").write_text(tables)
+    (folder / "tables.md").write_text(markdown(sections(results)))
     (folder / "summary.json").write_text(json.dumps(summary, indent=1) + "\n")
-    write_pictures_data(folder, results)
+    write_picture_data(folder, results)
     if len(sys.argv) > 3:
-        fill_in(Path(sys.argv[3]), tables)
+        fill_in(Path(sys.argv[3]), markdown(for_readers(results)))
 
 
 main()

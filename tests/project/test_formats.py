@@ -28,7 +28,7 @@ def test_shellcheck_agrees():
 
 
 def texts():
-    """All files but a fuzzer's inputs and the pictures that gnuplot draws."""
+    """All files but a fuzzer's inputs and the picture that gnuplot draws."""
     found = [path for path in tracked()
              if not re.search(r"/corpus/|/performance-\w+\.svg$", name(path))]
     assert len(found) > 50
