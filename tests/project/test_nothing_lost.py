@@ -77,3 +77,18 @@ def test_every_case_that_a_document_names_exists(document, least):
     cases = set(re.findall(r'^name = "([^"]+)"$', "\n".join(
         path.read_text() for path in (ROOT / "tests/program/cases").glob("*.toml")), re.M))
     assert named - cases == set()
+
+
+def texts_of_messages():
+    """The texts that the document of messages lists, and its index: text, source and test."""
+    tables, index = (ROOT / "docs/messages.md").read_text().split("## Index by text")
+    return (re.findall(r'^\| "(.+?)"(?: \||,)', tables, re.M),
+            re.findall(r'^\| "(.+)" \| `(.+)` \| `(.+)` \|$', index, re.M))
+
+
+def test_every_text_is_in_the_source_and_in_the_test_that_the_index_names():
+    texts, index = texts_of_messages()
+    assert len(texts) > 20 and index == sorted(index, key=lambda row: row[0].lower())
+    assert [text for text in texts if not any(row[0] in text for row in index)] == []
+    assert [(text, file) for text, *files in index for file in files
+            if text not in (ROOT / file).read_text()] == []

@@ -44,13 +44,14 @@ def has_line(command, text):
 def daemon_statuses(error_numbers):
     """The exit statuses in a daemon start, a set for each of GENERATIONS: empty, so that none is
     right, when the document does not have it."""
-    cell_of = {row["Process"]: row["Status"] for row in rows("messages.md") if "Process" in row}
-    return [numbers_in(cell_of.get(process, ""), error_numbers) for process in GENERATIONS]
+    cells_of = {process: [row["Status"] for row in rows("messages.md")
+                          if row.get("Process") == process] for process in GENERATIONS}
+    return [numbers_in(" ".join(cells_of[process]), error_numbers) for process in GENERATIONS]
 
 
 def numbers_in(cell, error_numbers):
     numbers = {int(number) for number in re.findall(r"\b\d+\b", cell)}
-    return numbers | (set(error_numbers) if "the error number" in cell else set())
+    return numbers | (set(error_numbers) if "error number" in cell else set())
 
 
 ERROR_NUMBERS = sorted({number for numbers in ERRORS.values() for number in numbers})
