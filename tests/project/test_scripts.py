@@ -30,7 +30,7 @@ WRONG = {
     "scripts/bench": [["--quick", "surplus"]],
     "scripts/demo": [["surplus"], ["clamd", "surplus"]],
     "scripts/docs": [["surplus"]],
-    "scripts/faults": [["surplus"], ["--scenario", "none"], ["--quick", "--docs"],
+    "scripts/faults": [["surplus"], ["--scenario", "none"], ["--quick", "--scenario", "help"],
                        ["--workers", "0"]],
     "scripts/fuzz": [[], ["options"], ["none", "1"], ["options", "x"], ["options", "1", "surplus"]],
     "scripts/inside/bare-debian": [["/"], ["/", "true"]],

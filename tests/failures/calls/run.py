@@ -1,6 +1,6 @@
 """Runs the fault matrix in parallel workers, each in a private root of its own, and sums it up.
 
-    run.py [--quick | --scenario NAME | --docs] [--workers N]
+    run.py [--quick | --scenario NAME] [--workers N]
 
 AVMANAGER, FAIL_CALL and ONE_LINE name the program, the tracer and the program of one line. Exits
 with 1 on a violation, and with 77, the skip of ctest, where the machine allows no private root.
@@ -14,7 +14,6 @@ import argparse
 import json
 import os
 import queue
-import re
 import shlex
 import subprocess
 import sys
@@ -22,7 +21,7 @@ import threading
 import time
 from pathlib import Path
 
-from listed import DOCS, missing_in_document
+from listed import missing_in_document
 from scenarios import SCENARIOS
 
 HERE = Path(__file__).resolve().parent
@@ -131,23 +130,12 @@ def report(violations):
         print("Run again:", *again, shlex.quote(scenario))
 
 
-def write_table(text):
-    """In place of the one in the document."""
-    document = DOCS / "reliability.md"
-    new, found = re.subn(r"\| Scenario \| Failures .*?\n(?!\|)", lambda _: text,
-                         document.read_text("utf-8"), flags=re.S)
-    assert found == 1
-    document.write_text(new, "utf-8")
-
-
 def arguments():
     options = argparse.ArgumentParser("faults", description=__doc__.splitlines()[0])
     what = options.add_mutually_exclusive_group()
     what.add_argument("--quick", action="store_true", help="a selection of it")
     what.add_argument("--scenario", choices=[one.name for one in SCENARIOS], metavar="NAME",
                       help="only that scenario")
-    what.add_argument("--docs", action="store_true",
-                      help="write the summary into docs/reliability.md, if nothing is wrong")
     options.add_argument("--workers", type=int, default=2)
     chosen = options.parse_args()
     if chosen.workers < 1:
@@ -168,13 +156,9 @@ def main():
     if SKIPPED in statuses:
         return SKIPPED
     counts, of_library, violations = merge(reports)
-    print(text := table(counts, of_library))
+    print(table(counts, of_library))
     report(violations)
-    if violations or any(statuses) or not reports:
-        return 1
-    if chosen.docs:
-        write_table(text)
-    return 0
+    return 1 if violations or any(statuses) or not reports else 0
 
 
 if __name__ == "__main__":
