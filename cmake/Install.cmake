@@ -12,6 +12,10 @@ install(FILES completions/_avmanager COMPONENT program
     DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
 install(FILES CHANGELOG.md LICENSE docs/messages.md docs/operations.md docs/security.md
     TYPE DOC COMPONENT program)
+install(PROGRAMS examples/check-aveserver examples/panel-start COMPONENT program
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples")
+install(FILES examples/60-avmanager.conf COMPONENT program
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples")
 
 install(DIRECTORY examples/ DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT development
     FILES_MATCHING PATTERN "*.cpp" PATTERN "*.expected" PATTERN CMakeLists.txt
