@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 #include "zarnic/opt/parsing.h"
@@ -43,12 +44,9 @@ const struct {
 
 // What the empty list is at its very end is seen by the sanitizers.
 const TEArgs early_arguments = sys::el + sys::bad_execute_arguments;
-const struct UsesItLast {
-    UsesItLast() = default;
-    UsesItLast(const UsesItLast&) = delete;
-    UsesItLast& operator=(const UsesItLast&) = delete;
-    ~UsesItLast() { static_cast<void>(sys::el + "cat"); }
-} used_last;
+const std::shared_ptr<const TEArgs> used_last(&sys::el, [](const TEArgs* list) {
+    static_cast<void>(*list + "cat");
+});
 
 TEST(BeforeMain, ErrorsHaveTheirTexts) {
     for (const auto& text : early_texts) {

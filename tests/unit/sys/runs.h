@@ -38,18 +38,23 @@ class RunTest : public testing::Test {
 TExec program(const Words& words, std::uint64_t mode = TExec::def_mode);
 TExec probe(Words words, std::uint64_t mode = TExec::def_mode);
 
-// How a forked child ends when the run comes back in it: by the number of the error that it
-// saw, or by one of these.
-constexpr int declined = 201;       // it returned {-1, 0}
-constexpr int wrong_return = 202;   // it returned anything else
-constexpr int wrong_message = 203;  // the error's message is not the system's text
+// A runner of a function in the forked child in place of a program. Unlike the library's own
+// it leaves the mode alone, so the run can be waited for.
+TExec inChildDo(const std::function<int()>& body);
 
-// Runs, and ends the forked child when the run comes back in it.
+// Runs, and ends the forked child when the run comes back in it: by the number of the error
+// that it saw, or by `declined` when it returned.
+constexpr int declined = 201;
 TExecResult runOnce(TExec& exec);
 TExecResult runOnce(TExec&& exec);
 
 // The number of the TSysCallErr that `body` throws, 0 when it throws none.
 int thrownErrno(const std::function<void()>& body);
+
+// The same, when pipe fails with EMFILE. `body` is called once before, with descriptors to be
+// had: checkers of undefined behaviour make pipes of their own when they meet a class for the
+// first time.
+int errnoWithoutDescriptors(const std::function<void()>& body);
 
 // Waits for a child and returns its raw status; -1 when there is none to wait for.
 int reap(pid_t pid);
@@ -59,35 +64,16 @@ bool childless();
 
 // Runs `body` in a forked child, where EXPECT and ASSERT work as usual; what they print is part
 // of the failure here.
-Captured isolated(const std::function<void()>& body, int seconds = 20);
+Captured isolated(const std::function<void()>& body);
 
 // The descriptors open in this process.
 std::set<int> descriptors();
 
-// The values of a key in the probe's report, and the descriptors it was started with.
+// The values of a key in the probe's report, the descriptors it was started with, and what one
+// of them was; empty when it was closed.
 Words reported(const std::string& report, const std::string& key);
 std::set<int> inherited(const std::string& report);
-
-// What a descriptor was in the probe's report; empty when it was closed.
 std::string target(const std::string& report, int descriptor);
-
-// Runs a function in the forked child in place of the program. Unlike the library's own
-// preparer for that it leaves the mode alone, so the run can be waited for.
-class InChildDo : public TExec::TPrepare {
-  public:
-    explicit InChildDo(std::function<int()> body) : body_(std::move(body)) {}
-    void beforeExec(TExec& exec) override;
-
-  private:
-    std::function<int()> body_;
-};
-
-TExec inChildDo(const std::function<int()>& body);
-
-// The number of the TSysCallErr that `body` throws when pipe fails with EMFILE. It is called
-// once before, with descriptors to be had: checkers of undefined behaviour make pipes of their
-// own when they meet a class for the first time.
-int errnoWithoutDescriptors(const std::function<void()>& body);
 
 // While one of these lives, fork fails with EAGAIN. As root the process is an ordinary user
 // meanwhile: the limit does not hold for root. Only for isolated children.
@@ -114,8 +100,5 @@ class Interrupts {
     // returns when it has noticed.
     void interrupt(pid_t pid) const;
 };
-
-// Waits until a process is in the given state, as in /proc/PID/stat.
-void waitForState(pid_t pid, char state);
 
 }  // namespace test
