@@ -108,13 +108,6 @@ TEST_F(ExecListRun, ItRunsAgainWithNewPipesAndLeavesNone) {
     EXPECT_EQ(descriptors(), own);
 }
 
-TEST_F(ExecListRun, EarlierPreparersActBeforeThePipe) {
-    runList(probe({"args", "text"}).toFile(dir / "early") |
-            program({"cat"}).toFile(dir / "piped"));
-    EXPECT_EQ(readFile(dir / "early"), "");
-    EXPECT_EQ(readFile(dir / "piped"), "text\n");
-}
-
 TEST_F(ExecListRun, WhatItChangesInAProgramOfTheListStays) {
     TExecList list = functionCall([] { return 0; });
     EXPECT_EQ(test::reap(runList(list).pid), 0);
