@@ -1,32 +1,17 @@
 #include "zarnic/sys/output.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <unistd.h>
+#include <sys/ioctl.h>
 
-#include "tests/unit/sys/runs.h"
-#include "zarnic/sys/preparers.h"
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <locale>
+#include <stdexcept>
+#include <typeinfo>
 
-// The linker has the product call read here.
-namespace {
-
-int reads = 0;
-int reads_of_a_chunk = 0;
-
-}  // namespace
-
-extern "C" {
-
-ssize_t __real_read(int descriptor, void* buffer, std::size_t size);
-ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size);
-
-ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size) {
-    ++reads;
-    reads_of_a_chunk += size == 1024 ? 1 : 0;
-    return __real_read(descriptor, buffer, size);
-}
-}
+#include "tests/unit/sys/recording_preparer.h"
 
 namespace zarnic::sys {
 namespace {
@@ -38,170 +23,206 @@ using test::program;
 
 class Output : public test::RunTest {
   protected:
-    static std::string captured(const TExecList& list) {
-        std::string out = "left over";
+    std::string captured(const TExecList& list) {
         checkedOutput(out, list);
         return out;
     }
 
-    static int statusOf(const TExecList& list) {
-        std::string out;
-        int status = -1;
-        readOutput(out, status, list);
-        return status;
+    // The text of the error that checkedOutput throws, which must be of the standard class
+    // itself: a zarnic::SystemError would be one too. Empty when it throws none.
+    std::string failureOf(const TExecList& list) {
+        try {
+            checkedOutput(out, list);
+        } catch (const std::runtime_error& error) {
+            EXPECT_EQ(typeid(error), typeid(std::runtime_error));
+            return error.what();
+        }
+        return {};
     }
+
+    std::string out = "left over";
+    int status = 4711;
 };
 
-TEST_F(Output, WhatTheProgramPrintsIsCaptured) {
-    EXPECT_EQ(captured(probe({"args", "one", "two"})), "one\ntwo\n");
-}
+// A process-wide locale that separates every digit.
+struct EveryDigit : std::numpunct<char> {
+    std::string do_grouping() const override { return "\1"; }
+};
 
-// What a program finds in its mode besides the three bits is no part of a run.
-TEST_F(Output, ModeOfACaptureIsTheKnownBitsWithoutTheWaitBit) {
-    class NoteMode : public TExec::TPrepare {
-      public:
-        explicit NoteMode(std::uint64_t& mode) : mode_(mode) {}
-        void beforeFork(TExec& exec) override { mode_ = exec.mode(); }
-
-      private:
-        std::uint64_t& mode_;
-    };
-    for (std::uint64_t known = 1; known <= mode_mask; known += 2) {
-        std::uint64_t modes[2] = {};
-        const TExec exec = probe({"exit", "0"}, known | std::uint64_t{1} << 40U | 8U);
-        captured(exec.with(TExec::Preparer(new NoteMode(modes[0]))) |
-                 exec.with(TExec::Preparer(new NoteMode(modes[1]))));
-        EXPECT_EQ(modes[0], known & ~wait_mode);
-        EXPECT_EQ(modes[1], known & ~wait_mode);
-    }
-}
-
-// The pipe's read end is number 1 then, and closed before the write end takes that number.
-TEST_F(Output, StandardOutputThatWasClosedIsCapturedToo) {
-    isolated([] {
-        ::close(STDOUT_FILENO);
-        EXPECT_EQ(captured(probe({"args", "x"})), "x\n");
-    });
-}
-
-TEST_F(Output, StandardErrorIsNotCaptured) {
-    const TExec both = probe({"both", "out", "err"});
-    const test::Captured child = test::inChild([&] { std::cout << captured(both); });
-    EXPECT_EQ(child.out, "out\n");
-    EXPECT_EQ(child.err, "err\n");
-}
-
-TEST_F(Output, EveryLengthAroundTheChunksEdgesArrivesWhole) {
-    for (const int length : {0, 1, 1023, 1024, 1025, 2047, 2048, 2049, 65536, 65537}) {
-        EXPECT_EQ(captured(probe({"write", std::to_string(length)})),
-                  std::string(static_cast<std::size_t>(length), 'x'));
-    }
-}
-
-TEST_F(Output, EveryReadAsksFor1024Bytes) {
-    reads = reads_of_a_chunk = 0;
-    EXPECT_EQ(captured(probe({"write", "3000"})).size(), 3000U);
-    EXPECT_GE(reads, 4);
-    EXPECT_EQ(reads_of_a_chunk, reads);
-}
-
-TEST_F(Output, EveryByteArrivesInItsPlace) {
+TEST_F(Output, IsTheLastProgramsAndAFailureIsToldWithPlainNumbers) {
+    const auto shell = [](const char* script) { return program({"sh", "-c", script}); };
+    const TExec four = probe({"exit", "4"});
+    const test::TempDir dir;
     std::string bytes;
     for (int i = 0; i < 100000; ++i) {
         bytes += static_cast<char>(i * 7 % 256);
     }
-    EXPECT_EQ(captured(program({"cat"}).fromText(bytes)), bytes);
+    const struct {
+        TExecList list;
+        std::string out;
+        int status;
+        std::string failure;
+    } rows[] = {
+        {TExecList(), "left over", 4711, ""},  // as it was
+        {probe({"args", "one", "two"}), "one\ntwo\n", 0, ""},
+        {probe({"args", "one"}).toFile(dir / "f"), "one\n", 0, ""},
+        {probe({"write", "1025"}), std::string(1025, 'x'), 0, ""},
+        {program({"cat"}).fromText(""), "", 0, ""},
+        {program({"cat"}).fromText("3"), "3", 0, ""},
+        {program({"cat"}).fromText(bytes), bytes, 0, ""},
+        {probe({"args", "a", "b"}) | program({"cat"}) | probe({"count"}), "4", 0, ""},
+        {probe({"write", "1000000"}) | probe({"count"}), "1000000", 0, ""},
+        {probe({"exit", "3"}) | four, "", 4 << 8, "child failed (exit code=4): "},
+        {four | probe({"exit", "0"}), "", 0, ""},
+        {shell("printf x; exit 2"), "x", 2 << 8, "child failed (exit code=2): x"},
+        {shell("printf 'a b'; kill $$"), "a b", SIGTERM, "child failed (status=15): a b"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.failure + row.out.substr(0, 10));
+        isolated([&] {
+            std::locale::global(std::locale(std::locale::classic(), new EveryDigit));
+            readOutput(out, status, row.list);
+            EXPECT_EQ(out, row.out);
+            EXPECT_EQ(status, row.status);
+            out = "left over";
+            EXPECT_EQ(failureOf(row.list), row.failure);
+            EXPECT_EQ(out, row.out);
+        });
+    }
+    EXPECT_EQ(test::readFile(dir / "f"), "");
 }
 
-TEST_F(Output, TheLastProgramOfAPipelineIsCaptured) {
-    EXPECT_EQ(captured(probe({"args", "a", "b"}) | program({"cat"}) | probe({"count"})), "4");
+// What a program finds in its mode besides the three bits is no part of a run.
+TEST_F(Output, ModeOfACaptureIsTheKnownBitsWithoutTheWaitBit) {
+    struct NoteMode : TExec::TPrepare {
+        void beforeFork(TExec& exec) override { noted.push_back(exec.mode()); }
+        std::vector<std::uint64_t> noted;
+    };
+    auto* const modes = new NoteMode;
+    const TExec exec = probe({"exit", "0"}).with(TExec::Preparer(modes));
+    for (std::uint64_t known = 1; known <= mode_mask; known += 2) {
+        const TExec either = exec.withMode(known | std::uint64_t{1} << 40U | 8U);
+        captured(either | either);
+    }
+    EXPECT_EQ(modes->noted, (std::vector<std::uint64_t>{1, 1, 1, 1, 5, 5, 5, 5}));
 }
 
-// None of them is waited for before the next one starts.
-TEST_F(Output, APipelinePassesMoreThanAPipeHolds) {
-    isolated([] {
-        EXPECT_EQ(captured(probe({"write", "1000000"}) | program({"cat"})).size(), 1000000U);
+// The pipe's read end is number 1 then, and closed before the write end takes that number.
+TEST_F(Output, StandardOutputThatWasClosedIsCapturedAndStandardErrorIsNot) {
+    const test::Captured child = test::inChild([&] {
+        ::close(STDOUT_FILENO);
+        std::cerr << captured(probe({"both", "out", "err"}));
     });
-}
-
-TEST_F(Output, TheStatusIsTheRawWordOfTheLastProgram) {
-    EXPECT_EQ(statusOf(probe({"exit", "0"})), 0);
-    EXPECT_EQ(statusOf(probe({"exit", "3"})), 3 << 8);
-    EXPECT_EQ(statusOf(probe({"die", "15"})), SIGTERM);
-    EXPECT_EQ(statusOf(probe({"exit", "3"}) | probe({"exit", "4"})), 4 << 8);
+    EXPECT_EQ(child.err, "err\nout\n");
 }
 
 TEST_F(Output, OnlyTheLastProgramIsWaitedFor) {
-    isolated([] {
+    isolated([this] {
         captured(probe({"exit", "3"}) | probe({"exit", "0"}));
-        int status = 0;
-        EXPECT_GT(::waitpid(-1, &status, 0), 0);
-        EXPECT_EQ(status, 3 << 8);
+        int left = 0;
+        EXPECT_GT(::waitpid(-1, &left, 0), 0);
+        EXPECT_EQ(left, 3 << 8);
         EXPECT_TRUE(test::childless());
     });
 }
 
-TEST_F(Output, TheGivenListStaysAsItWas) {
-    const TExecList list = probe({"args", "x"}) | program({"cat"});
-    const TExec* const last = &list.programs().back();
-    const auto* const prepare = last->preparer().get();
-    captured(list);
-    EXPECT_EQ(list.programs().front().mode(), 7U);
-    EXPECT_EQ(last->mode(), 7U);
-    EXPECT_EQ(last->preparer().get(), prepare);
-}
-
-TEST_F(Output, TheCaptureActsAfterTheEarlierPreparers) {
-    const test::TempDir dir;
-    EXPECT_EQ(captured(probe({"args", "x"}).toFile(dir / "f")), "x\n");
-    EXPECT_EQ(test::readFile(dir / "f"), "");
-}
-
-TEST_F(Output, AnEmptyListLeavesOutputAndStatusAsTheyWere) {
-    const auto own = descriptors();
-    std::string out = "as it was";
-    int status = 4711;
-    readOutput(out, status, TExecList());
-    EXPECT_EQ(status, 4711);
-    checkedOutput(out, TExecList());
-    EXPECT_EQ(out, "as it was");
-    EXPECT_EQ(descriptors(), own);
-}
-
+// The program has the capture's write end as its output, and whatever earlier captures left.
 TEST_F(Output, CaptureLeavesItsReadEndOpen) {
     const auto own = descriptors();
-    for (std::size_t calls = 1; calls <= 3; ++calls) {
-        captured(probe({"args", "x"}) | program({"cat"}));
-        EXPECT_EQ(descriptors().size(), own.size() + calls);
+    for (std::size_t calls = 0; calls < 3; ++calls) {
+        const auto before = descriptors();
+        EXPECT_EQ(before.size(), own.size() + calls);
+        const std::string report = captured(probe({"exit", "0"}) | probe({"report"}));
+        EXPECT_EQ(test::inherited(report), before);
+        EXPECT_TRUE(test::target(report, 1).starts_with("pipe:"));
+        EXPECT_NE(test::target(report, 1), test::target(report, 0));
     }
 }
 
-TEST_F(Output, TheReadEndLeftOpenIsInheritedByLaterPrograms) {
-    const auto own = descriptors();
-    captured(probe({"args", "x"}));
-    const auto after = descriptors();
-    ASSERT_EQ(after.size(), own.size() + 1);
-    EXPECT_EQ(test::inherited(captured(probe({"report"}))), after);
-    for (const int descriptor : after) {
-        if (own.count(descriptor) == 0) {
-            EXPECT_EQ(::fcntl(descriptor, F_GETFD), 0);
-            EXPECT_EQ(::fcntl(descriptor, F_GETFL) & O_ACCMODE, O_RDONLY);
+using OutputFailures = Output;
+
+// The stop is seen because the wait asks for stops; its raw status has all seven bits set.
+TEST_F(OutputFailures, AStoppedChildIsReportedLikeOneEndedByASignal) {
+    isolated([this] {
+        const TExec exec = program({"sh", "-c", "printf $$; exec >&-; kill -STOP $$"});
+        const std::string failure = failureOf(exec);
+        EXPECT_EQ(failure, "child failed (status=4991): " + out);
+        const pid_t pid = std::stoi(out);
+        ASSERT_GT(pid, 1);
+        ::kill(pid, SIGKILL);
+        EXPECT_EQ(test::reap(pid), SIGKILL);
+    });
+}
+
+// The child's copy of the caller has the pipe as its standard output.
+TEST_F(OutputFailures, AnExecErrorIsPrintedByTheChildAndComesBackAsOutput) {
+    isolated([this] {
+        const pid_t owner = ::getpid();
+        try {
+            EXPECT_EQ(failureOf(program({"/no/such/program"})),
+                      std::string("child failed (exit code=6): ") + std::strerror(ENOENT));
+        } catch (const TSysCallErr& error) {
+            ASSERT_NE(::getpid(), owner);
+            std::cout << error.message();
+            std::exit(6);
         }
-    }
+    });
 }
 
-TEST_F(Output, TheProgramHasOnlyTheWriteEndAsItsOutput) {
-    const auto own = descriptors();
-    const std::string report = captured(probe({"report"}));
-    EXPECT_EQ(test::inherited(report), own);
-    EXPECT_TRUE(test::target(report, 1).starts_with("pipe:"));
+// The preparer is told of the failed fork by a hook that it does not override.
+TEST_F(OutputFailures, AFailingForkLeavesThePipeOfTheCaptureOpen) {
+    isolated([this] {
+        const auto read = [this] {
+            out = "as it was";
+            status = 4711;
+            readOutput(out, status, probe({"exit", "0"}));
+        };
+        EXPECT_EQ(test::errnoWithoutDescriptors(read), EMFILE);
+        EXPECT_EQ(out + std::to_string(status), "as it was4711");
+        const auto own = descriptors();
+        const test::NoNewProcesses limit;
+        EXPECT_EQ(test::thrownErrno(read), EAGAIN);
+        EXPECT_EQ(out + std::to_string(status), "as it was4711");
+        EXPECT_EQ(descriptors().size(), own.size() + 2);
+    });
 }
 
-TEST_F(Output, TheLastProgramOfAPipelineHasTwoPipesAndNoMore) {
-    const auto own = descriptors();
-    const std::string report = captured(probe({"exit", "0"}) | probe({"report"}));
-    EXPECT_EQ(test::inherited(report), own);
-    EXPECT_NE(test::target(report, 0), test::target(report, 1));
+// The capture comes second in the union and decides alone; otherwise the read would wait for
+// the end of a pipe whose write end this process still holds.
+TEST_F(OutputFailures, APreparerCannotDeclineAFailedForkUnderACapture) {
+    isolated([this] {
+        const test::NoNewProcesses limit;
+        const test::Notes notes;
+        const TExec exec = probe({"exit", "0"}).with(test::recorder(notes, "", false));
+        EXPECT_EQ(test::thrownErrno([&] { checkedOutput(out, exec); }), EAGAIN);
+    });
+}
+
+TEST_F(OutputFailures, AChildThatIsGoneAlreadyCountsAsSuccess) {
+    isolated([this] {
+        ::signal(SIGCHLD, SIG_IGN);
+        EXPECT_EQ(failureOf(program({"sh", "-c", "printf x; exit 3"})), "");
+        EXPECT_EQ(out, "x");
+    });
+}
+
+TEST_F(OutputFailures, AnInterruptedReadEndsTheText) {
+    isolated([this] {
+        const test::Interrupts interrupts;
+        const pid_t self = ::getpid();
+        const TExec exec = test::inChildDo([&] {
+            std::cout << "before" << std::flush;
+            for (int unread = 1; unread > 0;) {
+                ::ioctl(STDOUT_FILENO, FIONREAD, &unread);
+            }
+            interrupts.interrupt(self);
+            std::cout << "after" << std::flush;
+            return 0;
+        });
+        EXPECT_EQ(failureOf(exec), "");
+        EXPECT_EQ(out, "before");
+        EXPECT_EQ(interrupts.count(), 1);
+    });
 }
 
 }  // namespace

@@ -3,41 +3,33 @@
 
 #pragma once
 
-#include <fcntl.h>
 #include <unistd.h>
 
-#include <sstream>
+#include <fstream>
 #include <string>
 
 #include "tests/unit/sys/runs.h"
 
 namespace test {
 
-// The notes of one test, and who wrote them: the process that made this object or a child.
+// The notes of one test. Whoever writes them is the process that made this object, the parent,
+// or else a child.
 class Notes {
   public:
-    Notes() : owner_(::getpid()) {}
-
-    // One write, so that the lines of parent and child do not mix.
     void add(const std::string& text) const {
-        const int file = ::open((dir_ / "notes").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0666);
-        const std::string line = (::getpid() == owner_ ? "parent " : "child ") + text + "\n";
-        EXPECT_EQ(::write(file, line.data(), line.size()), static_cast<ssize_t>(line.size()));
-        ::close(file);
+        std::ofstream(dir_ / (::getpid() == owner_ ? "parent" : "child"), std::ios::app)
+            << text + " ";
     }
 
     // What one side wrote: "beforeFork inParent".
     std::string of(const std::string& side) const {
-        std::string list;
-        for (const std::string& text : reported(readFile(dir_ / "notes"), side)) {
-            list += (list.empty() ? "" : " ") + text;
-        }
-        return list;
+        const std::string list = readFile(dir_ / side);
+        return list.substr(0, list.rfind(' '));
     }
 
   private:
-    TempDir dir_;
-    pid_t owner_;
+    const TempDir dir_;
+    const pid_t owner_ = ::getpid();
 };
 
 // Notes each hook as PREFIX + name, and the name of any hook that gets a runner other than
@@ -63,14 +55,14 @@ class Recorder : public TExec::TPrepare {
     }
 
     const Notes& notes_;
-    std::string prefix_;
-    bool answer_;
-    const TExec* expected_;
+    const std::string prefix_;
+    const bool answer_;
+    const TExec* const expected_;
 };
 
 inline TExec::Preparer recorder(const Notes& notes, const std::string& prefix = "",
-                                bool answer = true) {
-    return TExec::Preparer(new Recorder(notes, prefix, answer));
+                                bool answer = true, const TExec* expected = nullptr) {
+    return TExec::Preparer(new Recorder(notes, prefix, answer, expected));
 }
 
 }  // namespace test
