@@ -56,6 +56,10 @@ void compareLine(const char* where, const model::CommandLine& expected, const TO
     same("the index error", "Wrong index (index = " + std::to_string(count) + ")", raised);
 }
 
+void same(const char* where, const script::Both& both) {
+    fuzz::same(where, both.model, both.product);
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -69,17 +73,16 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const model::CommandLine line = model::split(argv, given.argc);
     std::optional<TOParsing> parser(TOParsing(argv, given.argc));
     compareLine("the line", line, parser->options());
-    script::Script<script::ModelSession> expected(line);
-    script::Script<script::ProductSession> actual(*parser);
+    script::Script run(*parser, line);
     parser.reset();
     while (!input.empty()) {
         const std::string word = input.until('\0');
-        same("an operation", expected.perform(word), actual.perform(word));
-        same("the state", expected.standing(), actual.standing());
+        same("an operation", run.perform(word));
+        same("the state", run.standing());
     }
     if ((flags & 128U) != 0) {
-        actual.perform("x");
+        run.perform("x");
     }
-    same("the last releases", expected.finish(), actual.finish());
+    same("the last releases", run.finish());
     return 0;
 }
