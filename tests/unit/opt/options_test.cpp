@@ -185,12 +185,6 @@ TEST(OptionIndex, BeyondTheListIsAnErrorThatCarriesIt) {
     EXPECT_THROW((void)split({}).argument(0), TOpts::TOutOfRange);
 }
 
-TEST(OptionIndex, TextIsWrittenInDecimal) {
-    EXPECT_STREQ(TOpts::TOutOfRange(split({}), 5).what(), "Wrong index (index = 5)");
-    EXPECT_STREQ(TOpts::TOutOfRange(split({}), UINT64_MAX).what(),
-                 "Wrong index (index = 18446744073709551615)");
-}
-
 TEST(OptionIndex, ErrorOfTheBaseClassHasTheGivenMessage) {
     const TOpts options = split({"a"});
     const TOpts::TOptsError error("any text", options);

@@ -52,14 +52,6 @@ TEST(ParsingErrors, TextOfAMissingLongOptionHoldsItsName) {
     }
 }
 
-TEST(ParsingErrors, TextsAboutGivenOptionsHoldTheNameAndNotTheValue) {
-    const TOpts options(command_line);
-    EXPECT_EQ(TBadLOpt(options, *options.findLong("foo")).message(),
-              "Incorrect long option '--foo'");
-    EXPECT_EQ(TUnknLOpt(options, *options.findLong("foo")).message(), "Unknown option '--foo'");
-    EXPECT_EQ(TUnknSOpt(options, *options.findShort('x')).message(), "Unknown option '-x'");
-}
-
 // The address of the entry that the Error carries.
 template <class Error, class Body>
 const void* carriedBy(const Body& body) {
