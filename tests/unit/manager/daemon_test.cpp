@@ -3,24 +3,60 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 
 #include <fstream>
 #include <iostream>
-#include <memory>
+#include <set>
+#include <string>
 #include <type_traits>
 
 #include "manager/manager.h"
-#include "tests/unit/manager/settled.h"
 #include "tests/unit/sys/runs.h"
 #include "zarnic/sys/function_call.h"
 
 namespace {
 
-using test::Outcome;
-using test::settled;
 using zarnic::sys::TExec;
 
 static_assert(std::is_same_v<decltype(runAsDaemon), void(TExec)>);
+
+// How a process and those that it left behind ended, and what all of them wrote.
+struct Outcome {
+    std::string ends;  // exit status, ": ", and the others' in ascending order: "0: 0 0 7"
+    std::string out;
+    std::string err;
+};
+
+// Runs `body` in a process of its own, which ends with 0 when the body returns.
+Outcome settled(const std::function<void()>& body) {
+    const test::TempDir dir;
+    const test::Captured captured = test::inChild([&] {
+        ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+        const pid_t first = ::fork();
+        if (first == 0) {
+            body();
+            std::exit(0);
+        }
+        std::string ends;
+        std::multiset<int> others;
+        int status = 0;
+        for (pid_t pid = 0; (pid = ::waitpid(-1, &status, 0)) > 0;) {
+            const int end = WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+            if (pid == first) {
+                ends = std::to_string(end) + ":";
+            } else {
+                others.insert(end);
+            }
+        }
+        for (const int other : others) {
+            ends += " " + std::to_string(other);
+        }
+        test::writeFile(dir / "ends", ends);
+    });
+    return {test::readFile(dir / "ends"), captured.out, captured.err};
+}
 
 // Does something at the last moment before the service process is forked.
 class BeforeFork : public TExec::TPrepare {
