@@ -3,14 +3,10 @@
 // error and the next one begins. Afterwards each pair is added the other way round, so that a
 // table is looked up before it is sorted again, too.
 //
-// Most files are only in this process: system calls would take most of the time. The reader's
+// The files are only in this process: system calls would take most of the time. The reader's
 // fopen is linked to the one below for that.
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -25,22 +21,6 @@
 namespace {
 
 using fuzz::same;
-
-std::vector<std::string> reports;
-
-void keepReport(int level, const char* format, ...) {
-    same("the level of a report", 12, static_cast<std::uint64_t>(level));
-    va_list arguments;
-    va_start(arguments, format);
-    char* text = nullptr;
-    if (::vasprintf(&text, format, arguments) < 0) {
-        std::abort();
-    }
-    va_end(arguments);
-    reports.emplace_back(text);
-    std::free(text);
-    errno = ERANGE;  // a channel may leave anything there
-}
 
 struct File {
     std::string content;
@@ -59,18 +39,6 @@ ssize_t readOpened(void* /*cookie*/, char* target, std::size_t size) {
         return -1;
     }
     return static_cast<ssize_t>(length);
-}
-
-// One memory file for all runs, read by its name as any file is.
-std::string realFile(const std::string& content) {
-    static const int descriptor = ::memfd_create("configuration", 0);
-    if (::ftruncate(descriptor, 0) != 0 ||
-        ::pwrite(descriptor, content.data(), content.size(), 0) !=
-            static_cast<ssize_t>(content.size())) {
-        std::perror("memory file");
-        std::abort();
-    }
-    return "/proc/self/fd/" + std::to_string(descriptor);
 }
 
 File takeFile(fuzz::Input& input) {
@@ -106,9 +74,9 @@ void compareLookups(const model::Table& expected, const conf_table* table) {
 void compare(const model::Table& expected, const conf_table* table) {
     same("the table", model::shown(expected), model::shown(table));
     compareLookups(expected, table);
-    same("the number of reports", expected.reports.size(), reports.size());
-    for (std::size_t i = 0; i < reports.size(); ++i) {
-        same("a report", expected.reports[i], reports[i]);
+    same("the number of reports", expected.reports.size(), model::recorded.size());
+    for (std::size_t i = 0; i < model::recorded.size(); ++i) {
+        same("a report", "12 " + expected.reports[i], model::recorded[i]);
     }
 }
 
@@ -123,25 +91,15 @@ void compareLines(const std::string& content) {
     }
 }
 
-// Now and then by a real open.
-int readFile(File& file, conf_table* table) {
-    if (!file.fails && file.content.size() % 64 == 1) {
-        return conf_read_file_r(realFile(file.content).c_str(), table);
-    }
-    opened = &file;
-    read_up_to = 0;
-    const int result = conf_read_file_r("only in this process", table);
-    opened = nullptr;
-    return result;
-}
-
 void readFiles(fuzz::Input& input, model::Table& expected, conf_table* table) {
     do {
         File file = takeFile(input);
         compareLines(file.content);
         expected.readFile(file.content);
+        opened = &file;
+        read_up_to = 0;
         errno = EDOM;
-        const int result = readFile(file, table);
+        const int result = conf_read_file_r("only in this process", table);
         const int error = errno;
         same("the result", file.fails ? "-1" : "0", std::to_string(result));
         if (file.fails) {
@@ -155,19 +113,15 @@ void readFiles(fuzz::Input& input, model::Table& expected, conf_table* table) {
 
 }  // namespace
 
-// By the linker's --wrap: the reader calls the first, the second is the library's.
+// By the linker's --wrap.
 extern "C" FILE* __wrap_fopen(const char* path, const char* mode);
-extern "C" FILE* __real_fopen(const char* path, const char* mode);
-
-extern "C" FILE* __wrap_fopen(const char* path, const char* mode) {
-    return opened == nullptr
-               ? __real_fopen(path, mode)
-               : ::fopencookie(opened, mode, {readOpened, nullptr, nullptr, nullptr});
+extern "C" FILE* __wrap_fopen(const char* /*path*/, const char* mode) {
+    return ::fopencookie(opened, mode, {readOpened, nullptr, nullptr, nullptr});
 }
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
-    message_fn = keepReport;
+    message_fn = model::record;
     model::Table expected;
     auto* const table = static_cast<conf_table*>(std::calloc(1, sizeof(conf_table)));
     readFiles(input, expected, table);
@@ -185,6 +139,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     compare(expected, table);
     conf_free_r(table);
     // With its memory: the fuzzer takes a block that outlives its run for a leak to look into.
-    std::vector<std::string>().swap(reports);
+    std::vector<std::string>().swap(model::recorded);
     return 0;
 }

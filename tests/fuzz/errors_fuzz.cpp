@@ -124,20 +124,14 @@ void compareSystemErrors(const Case& given) {
     same("its number", std::to_string(given.error), std::to_string(call.error()));
 }
 
+template <int... Numbers>
 std::string classOf(const SystemError& error) {
-    if (dynamic_cast<const ExSystemError<EPERM>*>(&error) != nullptr) {
-        return "class 1";
-    }
-    if (dynamic_cast<const ExSystemError<ENOENT>*>(&error) != nullptr) {
-        return "class 2";
-    }
-    if (dynamic_cast<const ExSystemError<EINTR>*>(&error) != nullptr) {
-        return "class 4";
-    }
-    if (dynamic_cast<const ExSystemError<ECHILD>*>(&error) != nullptr) {
-        return "class 10";
-    }
-    return dynamic_cast<const ExSystemError<EAGAIN>*>(&error) != nullptr ? "class 11" : "plain";
+    std::string found;
+    ((found += dynamic_cast<const ExSystemError<Numbers>*>(&error) != nullptr
+                   ? "class " + std::to_string(Numbers)
+                   : ""),
+     ...);
+    return found.empty() ? "plain" : found;
 }
 
 // An error number of 0 stands for errno, and that never has a class of its own.
@@ -148,7 +142,8 @@ void compareThrown(const Case& given) {
         zarnic::throw_system_error(given.message, given.error);
     } catch (const SystemError& error) {
         const int number = given.error != 0 ? given.error : current;
-        same("the class", model::systemErrorClass(given.error), classOf(error));
+        same("the class", model::systemErrorClass(given.error),
+             classOf<EPERM, ENOENT, EINTR, ECHILD, EAGAIN>(error));
         same("the number", std::to_string(number), std::to_string(error.error()));
         same("the text", model::systemErrorText(given.message, number), error.what());
     }

@@ -1,8 +1,13 @@
-// Lines and tables of a configuration as text, as the product has them and as the model does.
+// Lines and tables of a configuration as text, as the product has them and as the model does,
+// and what the reader reports.
 
 #pragma once
 
+#include <cerrno>
+#include <cstdarg>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -70,6 +75,22 @@ inline std::string shown(const conf_table* table) {
         }
     }
     return all;
+}
+
+// The reports, each with its level before it. Like any channel it may change errno.
+inline std::vector<std::string> recorded;
+
+[[gnu::format(printf, 2, 3)]] inline void record(int level, const char* format, ...) {
+    char* text = nullptr;
+    va_list arguments;
+    va_start(arguments, format);
+    if (::vasprintf(&text, format, arguments) < 0) {
+        std::abort();
+    }
+    va_end(arguments);
+    recorded.push_back(std::to_string(level) + " " + text);
+    std::free(text);
+    errno = EDOM;
 }
 
 }  // namespace model

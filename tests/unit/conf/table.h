@@ -4,8 +4,6 @@
 #pragma once
 
 #include <cerrno>
-#include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -59,31 +57,19 @@ class Table {
     conf_table* const table_ = static_cast<conf_table*>(std::calloc(1, sizeof(conf_table)));
 };
 
-inline std::vector<std::string> recorded;
-
-[[gnu::format(printf, 2, 3)]] inline void record(int level, const char* format, ...) {
-    char text[8192];
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    recorded.push_back(std::to_string(level) + " " + text);
-    errno = EDOM;
-}
-
 // While one lives, message_fn is a recorder that also spoils errno, as any channel may.
 class Reports {
   public:
     Reports() {
-        recorded.clear();
-        message_fn = record;
+        model::recorded.clear();
+        message_fn = model::record;
     }
     ~Reports() { message_fn = console_message; }
     Reports(const Reports&) = delete;
     Reports& operator=(const Reports&) = delete;
 
     // Each with its level before it.
-    const std::vector<std::string>& all() const { return recorded; }
+    const std::vector<std::string>& all() const { return model::recorded; }
 };
 
 }  // namespace test
