@@ -12,8 +12,8 @@ from pathlib import Path
 
 import pytest
 
-from daemons import BOUND, Server
-from host import errors_file, wait_until
+from daemons import Server
+from host import BOUND, errors_file, wait_until
 
 # Where it runs, and the errors file while it does: its first process has ended when it is in the
 # background.
@@ -23,20 +23,9 @@ RUNS_NOT = (1, "Service is not running\n")
 PATTERN = "a pattern of the tests"
 
 
-def clamd(server, word):
-    server.sign(word)
-    return f"""\
-LocalSocket {server.socket}
-PidFile {server.pid_file}
-LogFile {server.log}
-DatabaseDirectory {server.database}
-Foreground {server.foreground}
-"""
-
-
 class Clamd(Server):
     def __init__(self, host, foreground="no"):
-        super().__init__(host, clamd)
+        super().__init__(host, "clamd")
         self.foreground = foreground
         self.socket = host.dir / "socket"
         self.log = host.dir / "log"
@@ -44,6 +33,16 @@ class Clamd(Server):
         self.database.mkdir()
         self.infected = host.file("infected", PATTERN)
         self.clean = host.file("clean", "no pattern")
+
+    def configuration(self, word):
+        self.sign(word)
+        return f"""\
+LocalSocket {self.socket}
+PidFile {self.pid_file}
+LogFile {self.log}
+DatabaseDirectory {self.database}
+Foreground {self.foreground}
+"""
 
     def sign(self, word, name="test"):
         """Replaces a file of signatures at once: the server may be reading it."""

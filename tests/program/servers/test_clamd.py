@@ -4,7 +4,7 @@ import os
 import struct
 import threading
 
-from clamd import BOTH, PATTERN, RUNS, Clamd, answer_of, clamd
+from clamd import BOTH, PATTERN, RUNS, Clamd, answer_of
 from daemons import BROKEN, Clients
 from host import errors_file, wait_until
 
@@ -31,7 +31,7 @@ def test_a_reload_opens_the_log_anew_and_reads_nothing_else(host):
     server = Clamd(host)
     server.serve("one")
     server.log.rename(host.dir / "log.1")
-    server.save(clamd(server, "two") + "LogClean yes\n")
+    server.save(server.configuration("two") + "LogClean yes\n")
     assert server.restart() == (0, "")
     assert server.ask(f"SCAN {server.clean}") == f"{server.clean}: OK"
     assert server.answer() == "one"
@@ -39,7 +39,7 @@ def test_a_reload_opens_the_log_anew_and_reads_nothing_else(host):
 
     server.stop()
     assert server.start() == (0, "")
-    wait_until(lambda: server.answer() == "two", "an answer of the new server")
+    server.wait_for_answer("two")
     assert server.ask(f"SCAN {server.clean}") == f"{server.clean}: OK"
     assert f"{server.clean}: OK\n" in server.log.read_text()
 
