@@ -52,4 +52,7 @@ def panel_configuration():
     path = Path("/etc/zrc/zrc.conf")
     assert not path.exists()
     yield path
-    path.unlink(missing_ok=True)
+    if path.is_dir():
+        path.rmdir()
+    else:
+        path.unlink(missing_ok=True)

@@ -1,43 +1,40 @@
 """File systems and special files that are made for one test."""
 
-import ctypes
 import os
-import select
+import subprocess
 from contextlib import contextmanager
 from pathlib import Path
 
 import pytest
 
-from host import wait_until
+from host import BOUND
 
-MS_RDONLY = 1
-MS_REMOUNT = 32
-MNT_DETACH = 2
 PAGE = 4096
 # Somebody who is not root and not the owner of /tmp.
 STRANGER = 65534
-libc = ctypes.CDLL(None, use_errno=True)
 
 
-def mount(path, flags=0, options=""):
-    if libc.mount(b"none", os.fsencode(path), b"tmpfs", flags, options.encode()) != 0:
-        pytest.skip(f"no mount of a tmpfs: {os.strerror(ctypes.get_errno())}")
+def mount(path, options):
+    done = subprocess.run(["mount", "-t", "tmpfs", "-o", options, "none", path],
+                          capture_output=True, text=True, check=False)
+    if done.returncode != 0:
+        pytest.skip(f"no mount of a tmpfs: {done.stderr}")
 
 
 @contextmanager
 def file_system(path, pages):
     """A file system of so many pages on a new folder."""
     path.mkdir(exist_ok=True)
-    mount(path, 0, f"size={pages * PAGE},mode=755")
+    mount(path, f"size={pages * PAGE},mode=755")
     try:
         yield path
     finally:
-        libc.umount2(os.fsencode(path), MNT_DETACH)
+        subprocess.run(["umount", "--lazy", path], check=True)
         path.rmdir()
 
 
 def make_read_only(path):
-    mount(path, MS_REMOUNT | MS_RDONLY)
+    mount(path, "remount,ro")
 
 
 def fill(path):
@@ -83,42 +80,15 @@ def make_special(host, kind, path=None):
     return path
 
 
-def _opened(fifo, flags):
-    try:
-        return os.open(fifo, flags | os.O_NONBLOCK)
-    except OSError:
-        return None
-
-
 def write_to_waiting_reader(fifo, content):
     """Waits until somebody has the fifo open for reading, or is held in opening it."""
-    found = []
-    wait_until(lambda: found.append(_opened(fifo, os.O_WRONLY)) or found[-1] is not None,
-               f"a reader of {fifo.name}")
-    os.write(found[-1], content)
-    os.close(found[-1])
+    subprocess.run(["tee", fifo], input=content, stdout=subprocess.DEVNULL, timeout=BOUND,
+                   check=True)
 
 
 def read_from_waiting_writer(fifo):
     """All that is written into the fifo until its writers are gone."""
-    descriptor = os.open(fifo, os.O_RDONLY | os.O_NONBLOCK)
-    content = bytearray()
-    ended = []
-
-    def at_end():
-        if select.select([descriptor], [], [], 0)[0]:
-            try:
-                chunk = os.read(descriptor, PAGE)
-            except BlockingIOError:
-                return False
-            content.extend(chunk)
-            # Before the first writer the fifo is at its end, too.
-            ended.append(chunk == b"" and content != b"")
-        return bool(ended) and ended[-1]
-
-    wait_until(at_end, f"a writer of {fifo.name}")
-    os.close(descriptor)
-    return bytes(content)
+    return subprocess.run(["cat", fifo], stdout=subprocess.PIPE, timeout=BOUND, check=True).stdout
 
 
 def listing(path):

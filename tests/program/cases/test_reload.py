@@ -10,11 +10,20 @@ from host import Host, children, wait_for_end, wait_until
 
 
 def arguments(host):
-    return (f"--kav-dir={host.kav}", "--service=aveserver", host.with_pid)
+    return f"--kav-dir={host.kav}", "--service=aveserver", host.with_pid
+
+
+def said(host):
+    return (host.dir / "process.out").read_text()
 
 
 def alive(host):
     return host.server()
+
+
+def stopped(host):
+    """A server that ends while the reload waits."""
+    return alive(host)
 
 
 def gone(host):
@@ -45,9 +54,13 @@ def deaf(host):
 def reloads(tmp_path_factory):
     """For each kind of server its host, its pid, and what the reload said."""
     begun = []
-    for kind in (alive, gone, unreaped, deaf):
+    for kind in (stopped, alive, gone, unreaped, deaf):
         host = Host(tmp_path_factory.mktemp("host"))
         begun.append((kind, host, kind(host), host.start("--restart-service", *arguments(host))))
+    _, host, server, _ = begun[0]
+    wait_until(lambda: said(host) == "HUP\n", "the reload")
+    os.kill(server, signal.SIGTERM)
+    assert wait_for_end(server) == 0
     results = {kind: (host, pid, host.finish(run)) for kind, host, pid, run in begun}
     for host, _, result in results.values():
         assert result.err == b""
@@ -59,13 +72,13 @@ def reloads(tmp_path_factory):
 def test_restart_of_aveserver_reloads_it(reloads):
     host, server, result = reloads[alive]
     assert result.answer == (0, "")
-    said = host.dir / "process.out"
-    wait_until(lambda: said.read_text() == "HUP\n", "the server's answer")
+    wait_until(lambda: said(host) == "HUP\n", "the server's answer")
     assert server in children()
 
 
 def test_reload_of_a_process_that_is_gone_fails(reloads):
-    assert reloads[gone][2].answer == (1, "Service reloading failed\n")
+    for kind in (stopped, gone):
+        assert reloads[kind][2].answer == (1, "Service reloading failed\n")
 
 
 def test_reload_of_a_dead_process_that_nobody_reaped_succeeds(reloads):

@@ -8,27 +8,25 @@ import signal
 import pytest
 
 from commands import state_of
-from host import wait_for_end, wait_until
+from host import wait_until
 from runs import together
 
 DONE = (0, "")
 RUNNING = (1, "Service is running already\n")
 STOPPED = (1, "Service is stopped already\n")
-NOT_RELOADED = (1, "Service reloading failed\n")
 # The pid file was there for the query of its status, and gone for its cat.
 VANISHED = (1, "Error\n")
 START, STOP, RESTART = "--start-service", "--kill-service", "--restart-service"
 
 
-def command(host, name, service="other", pid_file="pid"):
-    return [name, f"--kav-dir={host.kav}", f"--service={service}",
-            f"--service-pidfile={host.dir}/{pid_file}"]
+def command(host, name):
+    return [name, f"--kav-dir={host.kav}", "--service=other", host.with_pid]
 
 
 @pytest.fixture
 def racing(host):
     host.env["PATH"] = "/usr/bin:/bin"
-    host.act("other", f"serve {host.dir}/pid remove")
+    host.act("other", f"serve {host.pid_file} remove")
     return host
 
 
@@ -51,7 +49,7 @@ def end_all(host, started):
         with contextlib.suppress(ProcessLookupError):
             os.kill(int(report.pid), signal.SIGTERM)
     assert set(host.settle().values()) <= {0}
-    for path in [host.dir / "pid", *host.record.glob("other.[0-9]*")]:
+    for path in [host.pid_file, *host.record.glob("other.[0-9]*")]:
         path.unlink(missing_ok=True)
 
 
@@ -80,54 +78,9 @@ def test_a_command_against_another(racing, lives, commands, right):
     for _ in range(40):
         if lives:
             assert together(racing, [command(racing, START)]) == [DONE]
-            wait_until((racing.dir / "pid").exists, "the server's pid file")
+            racing.pid()
         answers = together(racing, [command(racing, name) for name in commands])
         assert all(answer in known for answer, known in zip(answers, right)), answers
         assert DONE in answers
         end_all(racing, lives + sum(name != STOP and answer == DONE
                                     for name, answer in zip(commands, answers)))
-
-
-class Reload:
-    """A server of its own, and the reload and the stop of it that are under way."""
-
-    def __init__(self, host, number):
-        self.host, self.number, self.runs = host, number, {}
-        pid_file = host.dir / f"pid{number}"
-        self.server = host.process("serve", str(pid_file), "remove", out=f"said{number}")
-        wait_until(pid_file.exists, "the server's pid file")
-
-    def begin(self, name):
-        arguments = command(self.host, name, "aveserver", f"pid{self.number}")
-        self.runs[name] = self.host.start(*arguments, out=f"{name}{self.number}")
-
-    def is_reached(self):
-        return "HUP" in (self.host.dir / f"said{self.number}").read_text()
-
-    def answer(self, name):
-        status = wait_for_end(self.runs[name])
-        text = (self.host.dir / f"{name}{self.number}").read_text()
-        return os.waitstatus_to_exitcode(status), text
-
-
-def test_reload_against_stop(racing):
-    """Two kinds at a time, since each takes five seconds: stopped at the same time, and stopped
-    when the reload has reached the server."""
-    reloads = [Reload(racing, number) for number in range(32)]
-    late, racers = reloads[:8], reloads[8:]
-    for reload in reloads:
-        reload.begin(RESTART)
-        if reload in racers:
-            reload.begin(STOP)
-    for reload in late:
-        wait_until(reload.is_reached, "the reload")
-        reload.begin(STOP)
-    for reload in reloads:
-        # Reaped at once: a dead process that nobody has waited for counts as alive.
-        assert wait_for_end(reload.server) == 0
-
-    assert [reload.answer(STOP) for reload in reloads] == [DONE] * 32
-    assert [reload.answer(RESTART) for reload in late] == [NOT_RELOADED] * 8
-    # One that found nothing at all started the server anew.
-    assert {reload.answer(RESTART) for reload in racers} <= {NOT_RELOADED, VANISHED, DONE}
-    racing.settle()

@@ -1,26 +1,30 @@
-"""Links, devices, fifos and folders where a file is expected. What waits for a fifo is in
-test_fifos.py."""
+"""Links, devices, fifos and folders where a file is expected. That a fifo is waited for is seen from
+its other end, which can be opened only once this one is."""
 
 from pathlib import Path
 
 import pytest
 
-from commands import ORDINARY, run
+from commands import ORDINARY
 from host import errors_file
-from special_files import listing, make_special
+from special_files import listing, make_special, write_to_waiting_reader
 
 NOTHING = (0, "")
 
 
 @pytest.mark.parametrize("kind, answer, cats", [
     ("dangling", (1, "Service is not running\n"), 0), ("null", (1, "Service is not running\n"), 1),
-    ("linked", (0, "Service is started\n"), 1), ("folder", (1, "Error\n"), 1),
+    ("linked", (0, "Service is started\n"), 1), ("fifo", (0, "Service is started\n"), 1),
+    ("folder", (1, "Error\n"), 1),
 ])
 def test_as_pid_file(host, kind, answer, cats):
     """Where the status cannot be queried there is none; where it can, cat tells, or fails."""
     path = make_special(host, kind)
-    asked = host.control("--service-started", f"--service-pidfile={path}")
-    assert asked.answer == answer
+    pid = host.start("--service-started", f"--kav-dir={host.kav}", "--service=other",
+                     f"--service-pidfile={path}")
+    if kind == "fifo":
+        write_to_waiting_reader(path, b"0\n")
+    assert host.finish(pid).answer == answer
     assert host.calls() == [f"cat {path}"] * cats
 
 
@@ -44,14 +48,14 @@ def test_only_what_is_not_there_counts_as_not_installed(host, kind, installed):
     assert host.run("--check-install", f"--kav-dir={host.kav}").status == int(not installed)
 
 
-@pytest.mark.parametrize("kind", ["looping", "folder"])
+@pytest.mark.parametrize("kind", ["looping", "folder", "fifo"])
 def test_as_the_panel_configuration(host, panel_configuration, kind):
+    """The one file that the program opens by itself, and so waits for by itself."""
     make_special(host, kind, panel_configuration)
-    try:
-        assert run(host, "check-install") == ORDINARY["check-install"]
-    finally:
-        if kind == "folder":
-            panel_configuration.rmdir()
+    pid = host.start("--check-install", f"--kav-dir={host.kav}")
+    if kind == "fifo":
+        write_to_waiting_reader(panel_configuration, b"PRODUCT_ROOT_D /x\n")
+    assert host.finish(pid).answer == (0, ORDINARY["check-install"].out)
 
 
 @pytest.mark.parametrize("kind, runs", [("dangling", False), ("folder", True)])
