@@ -52,9 +52,9 @@ class Result:
         return self.status, self.out.decode()
 
 
-def unescape(text):
-    """Undoes the %XX of the probe."""
-    return os.fsdecode(unquote_to_bytes(text))
+def unescaped_lines(path):
+    """The lines of a file of the probe's, without its %XX."""
+    return [os.fsdecode(unquote_to_bytes(line)) for line in path.read_text().splitlines()]
 
 
 def wait_until(condition, what):
@@ -211,13 +211,12 @@ class Host:
     def calls(self):
         """The calls of stand-ins so far: one text of name and arguments for each."""
         path = self.record / "calls"
-        lines = path.read_text().splitlines() if path.exists() else []
-        return [" ".join(unescape(word) for word in line.split(" ")) for line in lines]
+        return unescaped_lines(path) if path.exists() else []
 
     def reports(self, name):
         """What the calls of a stand-in were started with, in the order of their pids."""
         found = [path for path in self.record.glob(f"{name}.*") if path.suffix != ".act"]
-        return [self._report(path) for path in sorted(found, key=lambda p: int(p.suffix[1:]))]
+        return [self._read(path) for path in sorted(found, key=lambda p: int(p.suffix[1:]))]
 
     def report(self, name):
         """What the one call of a stand-in was started with."""
@@ -225,20 +224,19 @@ class Host:
         return found
 
     @staticmethod
-    def _report(path):
+    def _read(path):
         report = SimpleNamespace(argv=[], env={}, fds={})
-        for line in path.read_text().splitlines():
-            key, _, value = line.partition(" ")
+        for key, value in (line.split(" ", 1) for line in unescaped_lines(path)):
             if key == "argv":
-                report.argv.append(unescape(value))
+                report.argv.append(value)
             elif key == "env":
-                name, _, text = unescape(value).partition("=")
+                name, text = value.split("=", 1)
                 report.env[name] = text
             elif key == "fd":
-                number, _, target = value.partition(" ")
-                report.fds[int(number)] = unescape(target)
+                number, target = value.split(" ", 1)
+                report.fds[int(number)] = target
             else:
-                setattr(report, key, unescape(value))
+                setattr(report, key, value)
         return report
 
 
