@@ -72,22 +72,6 @@ def test_every_product_folder_is_a_known_layer():
     assert folders == LAYERS | {f"{layer}/include/{public(layer)}" for layer in libraries}
 
 
-@pytest.mark.parametrize("layer", sorted(LAYERS - {"manager"}))
-def test_a_public_header_includes_no_private_one_and_no_boost(layer):
-    wrong = [(name(path), include) for path in sources(f"{layer}/include")
-             for include in includes(path)
-             if include.startswith('"') and not include.startswith('"zarnic/')
-             or "boost" in include]
-    assert wrong == []
-
-
-def test_the_errors_use_the_standard_library_only():
-    wrong = [(name(path), include) for path in sources("lib/error")
-             for include in includes(path)
-             if include.startswith("<") and ("/" in include or include.endswith(".h>"))]
-    assert wrong == []
-
-
 def test_every_source_includes_its_own_header_first():
     sources_with_header = [(path, header) for path in sources(*PRODUCT)
                            if path.suffix == ".cpp" and (header := own_header(path))]
@@ -103,44 +87,30 @@ def test_the_entry_only_calls_run_command_line():
         "int main(int argc, char** argv) { return runCommandLine(argc, argv); }")
 
 
-def test_no_header_brings_the_stream_library_up_before_main():
-    wrong = [name(path) for path in sources(*PRODUCT)
-             if "<iostream>" in includes(path)]
-    assert wrong == []
+PUBLIC = [f"{layer}/include" for layer in sorted(LAYERS - {"manager"})]
 
 
-def test_boost_is_in_one_source_file():
-    users = [name(path) for path in sources(*PRODUCT)
-             if any("boost" in include for include in includes(path))]
-    assert users == ["lib/sys/output.cpp"]
-
-
-def test_the_shared_handle_is_the_only_count():
-    """No second hand-written reference count, and no other shared pointer."""
-    wrong = [name(path) for path in sources("lib", "manager")
-             if name(path) != "lib/error/include/zarnic/error/shared_handle.h"
-             and re.search(r"new int\b|shared_ptr", without_comments(path.read_text()))]
-    assert wrong == []
-
-
-def test_the_preamble_stands_in_one_place():
-    """No command checks the command line or loads the configuration by itself."""
-    users = [name(path) for path in sources("manager")
-             if re.search(r"zrcConfInit\(|\.check\(\)", without_comments(path.read_text()))]
-    assert users == ["manager/front_end.cpp", "manager/preamble.cpp"]
-
-
-def test_only_the_known_places_end_the_process():
-    exits = [name(path) for path in sources(*PRODUCT)
-             if re.search(r"\b_?[eE]xit\(|\babort\(|\bterminate\(",
-                          without_comments(path.read_text()))]
-    assert exits == ["conf/diagnostics.cpp", "lib/sys/include/zarnic/sys/function_call.h",
-                     "lib/sys/preparers.cpp",
-                     "manager/daemon.cpp"]
-
-
-def test_test_helpers_link_nothing_of_the_product():
-    wrong = [(name(path), include) for path in sources("tests/support")
-             for include in includes(path)
-             if include.startswith('"') and folder_of(include) != "tests/support"]
-    assert wrong == []
+@pytest.mark.parametrize("pattern, folders, users", [
+    # It would make streams and locales before main.
+    (r"#include <iostream>", PRODUCT, []),
+    (r"#include <boost", PRODUCT, ["lib/sys/output.cpp"]),
+    # The errors stand on the standard library alone, public headers on no private one.
+    (r"#include <(.*/|.*\.h>)", ["lib/error"], []),
+    (r'#include "(?!zarnic/)', PUBLIC, []),
+    # No second count by hand, and no other shared pointer.
+    (r"new int\b|shared_ptr", ["lib", "manager"],
+     ["lib/error/include/zarnic/error/shared_handle.h"]),
+    # No command checks the command line or loads the configuration by itself.
+    (r"zrcConfInit\(|\.check\(\)", ["manager"],
+     ["manager/front_end.cpp", "manager/preamble.cpp"]),
+    # What ends the process.
+    (r"\b_?[eE]xit\(|\babort\(|\bterminate\(", PRODUCT,
+     ["conf/diagnostics.cpp", "lib/sys/include/zarnic/sys/function_call.h",
+      "lib/sys/preparers.cpp", "manager/daemon.cpp"]),
+    # Helpers of the tests rest on nothing that is tested.
+    (r'#include "(?!tests/support/)', ["tests/support"], []),
+])
+def test_what_stands_in_few_places_stands_in_no_other(pattern, folders, users):
+    found = [name(path) for path in sources(*folders)
+             if re.search(pattern, without_comments(path.read_text()))]
+    assert found == users

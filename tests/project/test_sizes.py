@@ -41,12 +41,3 @@ def test_functions_of_the_product_are_short():
     assert len(lengths) > 100
     assert [entry for entry in lengths if entry[1] > LONGEST_FUNCTION] == []
     assert statistics.median(length for _, length in lengths) <= 12
-
-
-def test_tests_outweigh_the_product():
-    def lines(*folders):
-        return sum(path.read_text().count("\n") for path in tracked()
-                   if path.suffix in (".h", ".cpp", ".py", ".toml")
-                   and any(path.is_relative_to(ROOT / folder) for folder in folders))
-
-    assert lines("tests") >= lines(*PRODUCT)
