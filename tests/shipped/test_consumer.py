@@ -63,6 +63,22 @@ def test_pkg_config(compiler, component, stage, tmp_path):
     assert run(program) == SAYS[component]
 
 
+def test_the_tool_of_the_readme_is_whole(stage, tmp_path):
+    """Beside its CMakeLists.txt, and by pkg-config."""
+    tool, project = [re.sub("^    ", "", block, flags=re.M) for block in re.findall(
+        r"^(?:    .*\n|\n(?=    ))+", (SOURCE / "README.md").read_text(), re.M)
+        if "#include" in block or "find_package" in block]
+    (tmp_path / "tool.cpp").write_text(tool)
+    (tmp_path / "CMakeLists.txt").write_text(project)
+    run("cmake", "-S", tmp_path, "-B", tmp_path / "b", f"-DCMAKE_PREFIX_PATH={stage}")
+    run("cmake", "--build", tmp_path / "b")
+    line, = re.findall(r"`(g\+\+ .*)`:", (SOURCE / "README.md").read_text())
+    (tmp_path / "usr").symlink_to(stage)  # a plain name, as the line has no quotes
+    found = tmp_path / "usr" / next(stage.rglob("pkgconfig")).relative_to(stage)
+    run("sh", "-c", f"cd {tmp_path} && {line}", PKG_CONFIG_PATH=found)
+    assert [run(tmp_path / tool) for tool in ("b/tool", "tool")] == ["It said: two words\n"] * 2
+
+
 @pytest.mark.parametrize("prefix, paths", [
     ("/usr", ""), ("/opt/zarnic", "-I/opt/zarnic/include -L/opt/zarnic/lib ")])
 def test_a_package_names_plain_paths_or_none(prefix, paths, tmp_path):
