@@ -1,5 +1,5 @@
-"""docs/operations.md helps: each row is brought about, its commands are typed, and what they show and
-change is compared. A row that takes more than that names the test that holds it."""
+"""docs/operations.md and docs/security.md say what is so: each row is brought about, its commands are
+typed, and what they show and change is compared. A row that takes more than that names its test."""
 
 import concurrent.futures
 import re
@@ -11,8 +11,8 @@ import interface
 import places
 from pages import ROOT
 
-PAGE = (ROOT / "docs/operations.md").read_text()
-BLOCKS = re.findall(r"^(?:    .*\n)+", PAGE, re.M)
+PAGES = ("operations", "security")
+BLOCKS = re.findall(r"^(?:    .*\n)+", (ROOT / "docs/operations.md").read_text(), re.M)
 NAMES, SAVE, CLAMD, CHECK = (re.sub("^    ", "", block, flags=re.M) for block in BLOCKS)
 TESTS = "\n".join(path.read_text() for path in (ROOT / "tests/program").rglob("test_*.py"))
 SERVER = r"\d+ (?:/usr/bin/perl|/bin/sh) /opt/kav/bin/\w+(?: -c /etc/kav/aveserver\.conf)?"
@@ -26,37 +26,43 @@ write_program() { printf '#!/bin/sh\n%s\n' "$1" >"$kav/bin/$service"; }
 """
 
 
-def told():
-    """The cells of each row of the page's tables that go by what is seen, or set."""
-    for table in re.findall(r"^\| (?:Line|Seen|What|Setting) .*\n\|[-|]+\|\n((?:\|.*\n)+)", PAGE, re.M):
+def told(page):
+    """The rows of the page's tables: what is seen, and its cause where the table has one."""
+    text = (ROOT / f"docs/{page}.md").read_text()
+    for heading, table in re.findall(r"^\| (\w.*) \|\n\|[-|]+\|\n((?:\|.*\n)+)", text, re.M):
         for row in table.splitlines():
-            yield [cell.strip() for cell in row.strip("|").split(" | ")]
+            cells = [cell.strip() for cell in row.strip("|").split(" | ")]
+            yield " | ".join(cells[:2 if "Cause" in heading else 1]), cells
 
 
-def known():
+def known(page):
     """What the file beside this one says of each row: its verbs with their texts."""
-    text = re.sub("^#.*\n", "", (Path(__file__).parent / "operations.rows").read_text(), flags=re.M)
-    for row in text.strip().split("\n\n"):
+    text = (Path(__file__).parent / f"{page}.rows").read_text()
+    for row in re.sub("^#.*\n", "", text, flags=re.M).strip().split("\n\n"):
         name, *lines = row.splitlines()
         yield name, [(line.partition(" ")[0], line.partition(" ")[2]) for line in lines]
 
 
-ROWS = {" | ".join(cells[:2] if len(cells) > 2 else cells[:1]): cells for cells in told()}
-KNOWN = dict(known())
+ROWS = {name: cells for page in PAGES for name, cells in told(page)}
+KNOWN = {name: lines for page in PAGES for name, lines in known(page)}
 
 
 def commands(cell):
     return re.findall("`([^`]+)`", cell)
 
 
-def test_every_row_is_known():
-    assert list(ROWS) == list(KNOWN)
+@pytest.mark.parametrize("page", PAGES)
+def test_every_row_is_known(page):
+    assert [name for name, _ in told(page)] == [name for name, _ in known(page)]
+
+
+def test_every_test_that_holds_a_row_exists():
     held = [text for lines in KNOWN.values() for verb, text in lines if verb == "held"]
     assert [name for name in held if f"def {name}(" not in TESTS] == []
 
 
 def test_every_line_that_tells_of_a_failure_has_a_row_in_the_alphabet():
-    seen = [re.match('"(.*?)"', name)[1] for name in ROWS if name.startswith('"')]
+    seen = [re.match('"(.*?)"', name)[1] for name, _ in told("operations") if name.startswith('"')]
     lines = seen[:seen.index("Unknown option '--NAME'") + 1]
     assert lines == sorted(lines)
     assert {*interface.literals(r"(?:Service|Kaspersky|Unable) [\w -]+|Error")} - set(lines) == {
@@ -81,7 +87,7 @@ def steps(row):
         yield command, shown.strip().replace("SERVER", SERVER)
 
 
-SHOWN = [row for row, lines in KNOWN.items() if lines[0][0] != "held"]
+SHOWN = [row for row, lines in KNOWN.items() if lines[0][0] not in ("held", "never")]
 
 
 @pytest.fixture(name="shown", scope="module")
