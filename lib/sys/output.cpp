@@ -61,7 +61,7 @@ void readOutput(std::string& out, int& status, const TExecList& list) {
     // Only now: when nothing could be started, the caller keeps its text.
     out.clear();
     readAll(out, capture->readEnd());
-    // The read end is deliberately left open: docs/deliberate.md.
+    // The read end is deliberately left open: the preparer does not know when it was read.
     status = waitChild(last.pid);
 }
 

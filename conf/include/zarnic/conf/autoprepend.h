@@ -10,7 +10,7 @@
 // belong to the module and stay valid until the process ends. The state is global and unlocked:
 // one thread only.
 //
-// The name of the file has no meaning of its own; assertions report it as their source.
+// The name of this header has no meaning of its own; assertions report that of its source.
 
 #pragma once
 

@@ -49,8 +49,9 @@ void set_log_target(const char* target, int level, int facility, int options,
 
 // --- the console ---
 
-// Writes the message and a line feed to standard error, and then the same to standard output,
-// unless the level is above log_threshold. Output errors are ignored.
+// Writes the message and a line feed, even after one that ends in a line feed, to standard
+// error and then to standard output, unless the level is above log_threshold. Output errors are
+// ignored.
 [[gnu::format(printf, 2, 3)]] void console_message(int level, const char* format, ...);
 [[gnu::format(printf, 2, 0)]] void vconsole_message(int level, const char* format,
                                                     va_list arguments);

@@ -8,12 +8,13 @@
 //
 // A line is a name (letters, digits and "_"), white space, and a value up to the end of the
 // line or a "#". Blank lines and lines that begin with "#" are ignored; a bad line is reported
-// and skipped. Of the white space before the value's end, a run of even length is kept and a
-// run of odd length loses its last character: a plain value loses its line feed.
+// and skipped, and the read does not fail. White space at a value's end is counted, the line
+// feed included: if the number is odd, the last one is dropped, else all are kept.
 //
 // All state is in the table that the caller passes (hence the suffix _r): one table, one thread
 // at a time. Reports go through message_fn at level 12. Nothing throws. A null table, a null
-// path, or a table that was never initialised where one is needed, is an assertion failure.
+// path, or a table that was never initialised where one is needed, is an assertion failure,
+// which aborts in every build.
 
 #pragma once
 

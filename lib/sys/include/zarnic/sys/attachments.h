@@ -60,7 +60,7 @@ class TAttachments {
     }
 
   private:
-    // Only a runner is made of them: any other cast below would be wrong.
+    // Runner must derive from this class: attach() casts to it.
     friend Runner;
     TAttachments() = default;
 

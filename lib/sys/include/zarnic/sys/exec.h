@@ -6,13 +6,16 @@
 //   TExec attached = cat.fromText("3").toFile("/tmp/errors");   // attach (attachments.h)
 //   TExecResult result = attached.run();                        // run
 //
-// The child is a copy of the caller, made by fork: preparers run in it, and whatever goes wrong
-// before the program has started is thrown up its own copy of the caller's stack. A caller that
-// forks must let the child end there. The runner itself never ends a process.
+// The child is a copy of the caller, made by fork. Preparers run in it. An error before the
+// program has started is thrown in the child, up its copy of the caller's stack: let the child
+// end there. The runner itself never ends a process.
 //
-// To copy the caller takes longer the more memory it uses. Start what is to be started before
-// much memory is filled, or from a small helper process. Single-threaded: nothing here is
-// locked.
+// Deliberately, the child keeps what is not attached: signals, umask, working directory,
+// environment and open descriptors are the caller's.
+//
+// The copy takes longer the more memory the caller uses. Start programs before much memory is
+// filled, or from a small helper process. One thread only, with or without a lock: the child
+// allocates memory, and another thread may hold the allocator's lock at the fork.
 
 #pragma once
 
@@ -90,8 +93,9 @@ class TExec : public TAttachments<TExec> {
 
     // Forks, runs and waits as the mode says; without fork_mode the current process becomes
     // the program, in a pipeline or a capture too. An argument ends at its first NUL byte.
-    // waitpid is called once, without a retry on EINTR. With path_mode the C library hands a
-    // file that the kernel does not know, a text without "#!", to /bin/sh (execvp(3)).
+    // waitpid is called once: an interrupted wait is a TSysCallErr of EINTR. With path_mode the
+    // C library hands a file that the kernel does not know, a text without "#!", to /bin/sh
+    // (execvp(3)).
     //
     // Throws TSysCallErr when fork or waitpid fails; after the latter the child goes on and
     // is not reaped. In the child, or without fork_mode in this process itself, throws

@@ -16,10 +16,10 @@ namespace zarnic::sys {
 // interrupted or failed read ends the text. An empty list leaves both as they were.
 //
 // Throws TSysCallErr when a pipe or fork fails, what waitChild (wait.h) throws, and
-// std::bad_alloc. In a child whose program cannot be started, what TExec::run throws there
-// comes out here, too. After an error `status` is untouched. `out` is untouched when nothing
-// could be started, and holds what was read when the reading ran out of memory or the wait
-// failed; the child is not reaped then.
+// std::bad_alloc. A child whose program cannot be started throws out of here, too, what
+// TExec::run throws in it. After an error `status` is untouched. `out` is untouched when
+// nothing could be started, and holds what was read when the reading ran out of memory or the
+// wait failed; the child is not reaped then.
 //
 // The pipe's read end deliberately stays open until the process ends; after a failed fork both
 // ends do. Preparers of the last program cannot decline a failed fork or exec here: there would

@@ -2,7 +2,8 @@
 // callers attach them by the named operations of attachments.h.
 //
 // Deliberately, the results of open, close and dup2 in the child are never tested: when a file
-// cannot be opened, the child runs with that stream closed. Only a failing pipe or fork is
+// cannot be opened, the child runs with that stream closed. So it does when the caller had
+// closed the stream already: the order of the calls is fixed. Only a failing pipe or fork is
 // raised, as TSysCallErr, in the process in which it fails.
 
 #pragma once
@@ -14,7 +15,7 @@
 
 namespace zarnic::sys {
 
-// The reading side of a pipeline's pipe: the parent gives the pipe up once it is forked.
+// The reading side of a pipeline's pipe. The parent closes both ends after the fork.
 class TReadFromPipeline : public TPrepare {
   public:
     // Shares the pipe with the writing side. Never throws.
@@ -27,7 +28,7 @@ class TReadFromPipeline : public TPrepare {
     SharedHandle<TPipe> pipe_;
 };
 
-// The writing side, run first: it makes the pipe, and the parent keeps both ends open for the
+// The writing side, run first. It makes the pipe; the parent keeps both ends open for the
 // reader to inherit.
 class TWriteToPipeline : public TPrepare {
   public:
@@ -57,7 +58,8 @@ class TReadOut : public TPrepare {
 };
 
 // Feeds a text to the child's standard input, through a writer process that the child forks and
-// that nobody waits for. The writer is a copy of the caller, writes by stdio and ends by exit:
+// that nobody waits for. The writer ignores SIGPIPE: the program need not read the text. It is
+// a copy of the caller, writes by stdio and ends by exit:
 // - Flush stdout before the run, or what its buffer holds goes into the text first.
 // - Call fflush(stdin) before the run when the caller reads its input by stdio. Otherwise exit
 //   sets the position of a file back by what stdio has read ahead, and it is read twice.

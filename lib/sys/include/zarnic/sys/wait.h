@@ -17,7 +17,7 @@
 namespace zarnic::sys {
 
 // True when the child ended by exit or by a return from main. False when a signal ended it,
-// with or without a core, and when it is only stopped and lives: all seven bits are set then.
+// with or without a core, or when it is only stopped: all seven bits are set then.
 constexpr bool exitedNormally(int status) { return (status & 0x7f) == 0; }
 
 // The exit code of a child that ended normally, 0 to 255.
