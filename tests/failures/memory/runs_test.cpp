@@ -1,18 +1,18 @@
 // Runs with memory refused in the caller, before and after its forks, and in the children,
 // between fork and exec.
 
-#include <dirent.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <string>
+#include <filesystem>
+#include <set>
 
 #include "tests/failures/memory/refusal.h"
 #include "tests/support/capture.h"
 #include "zarnic/sys/function_call.h"
 #include "zarnic/sys/output.h"
-#include "zarnic/sys/preparers.h"
 #include "zarnic/sys/wait.h"
 
 namespace {
@@ -20,27 +20,14 @@ namespace {
 using test::Attempt;
 using test::forEveryRefusal;
 using test::out_of_memory;
+using test::readFile;
 using test::Refused;
-using test::runRefused;
 using zarnic::sys::TEArgs;
 using zarnic::sys::TExec;
 using zarnic::sys::TExecList;
-using zarnic::sys::TExecResult;
-
-const std::string text = "a text that is too long to be kept inside a string";
 
 TExec probe(const char* verb, const std::string& detail) {
     return TExec(TEArgs() << PROBE_PATH << verb << detail);
-}
-
-int descriptors() {
-    DIR* const list = ::opendir("/proc/self/fd");
-    int count = 0;
-    while (::readdir(list) != nullptr) {
-        ++count;
-    }
-    ::closedir(list);
-    return count;
 }
 
 // Waits for every child that is left, and tells how many there were.
@@ -49,228 +36,144 @@ int reapAll() {
     while (::waitpid(-1, nullptr, 0) > 0) {
         ++count;
     }
-    EXPECT_EQ(errno, ECHILD);
     return count;
 }
 
-TEST(RefusedRun, CallerNeedsNoMemoryToRunAndWait) {
-    TExec exec = probe("exit", "3");
-    Attempt attempt(1, true, Refused::caller);
-    TExecResult result{0, 0};
-    EXPECT_FALSE(runRefused(attempt, [&] { result = exec.run(); }));
-    EXPECT_EQ(result.code, 3);
-    EXPECT_FALSE(attempt.refused());
+auto descriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-TEST(RefusedRun, ChildWithoutMemoryComesBackByBadAllocAndNeverRunsTheProgram) {
-    forEveryRefusal(
-        [](Attempt& attempt) {
-            TExec exec = probe("exit", "3");
-            TExecResult result{0, 0};
-            EXPECT_FALSE(runRefused(attempt, [&] { result = exec.run(); }));
-            EXPECT_EQ(result.code, attempt.refused() ? out_of_memory : 3);
-        },
-        Refused::children);
+// The exit code of the last program. A child whose program cannot be started ends with the
+// number of the error.
+int endOf(const Attempt& attempt, TExecList list) {
+    int code = -1;
+    EXPECT_FALSE(test::runRefused(attempt, [&] {
+        try {
+            const zarnic::sys::TExecResult result = runList(list);
+            const bool waited = (list.programs().back().mode() & TExec::wait_mode) != 0;
+            code = waited ? result.code
+                          : zarnic::sys::exitCode(zarnic::sys::waitChild(result.pid));
+        } catch (const zarnic::sys::TSysCallErr& error) {
+            std::_Exit(error.error());
+        }
+    }));
+    return code;
 }
 
-TEST(RefusedRun, ProgramThatCannotBeStartedIsAnErrorOrBadAllocInTheChild) {
-    forEveryRefusal(
-        [](Attempt& attempt) {
-            TExec exec(TEArgs() << "/no/such/program/anywhere/at/all");
-            TExecResult result{0, 0};
-            runRefused(attempt, [&] {
-                try {
-                    result = exec.run();
-                } catch (const zarnic::sys::TSysCallErr& error) {
-                    std::_Exit(error.error());
-                }
-            });
-            const bool told = result.code == ENOENT || result.code == out_of_memory;
-            EXPECT_TRUE(attempt.refused() ? told : result.code == ENOENT) << result.code;
-        },
-        Refused::children);
+// The caller of a run needs no memory. A child without memory comes back by std::bad_alloc and
+// never runs the program.
+TEST(RefusedRun, NeedsMemoryInTheChildrenOnly) {
+    const test::TempDir dir;
+    const std::string input = dir / "input-with-a-name-that-is-long-enough";
+    const std::string output = dir / "output-with-a-name-that-is-long-enough";
+    test::writeFile(input, "12345");
+    const TExec count(TEArgs() << PROBE_PATH << "count");
+    const auto body = [] { return static_cast<int>(std::string(100, 'x').size()) - 97; };
+    const struct {
+        TExecList list;
+        int code;
+        std::string output;  // the output file in the end, which held "before "
+        int refusedCode = out_of_memory;
+        std::string refusedOutput = "before ";
+    } rows[] = {
+        {probe("exit", "3"), 3, "before "},
+        {TExec(TEArgs() << "/no/such/program/anywhere/at/all"), ENOENT, "before "},
+        {zarnic::sys::functionCall(body), 3, "before ", 255},
+        {count.fromFile(input).appendToFile(output), 0, "before 5"},
+        {count.fromFile(input).redirectToFile(1, output, true), 0, "before 5"},
+        {count.fromFile(input).redirectToFile(1, output, false), 0, "5", out_of_memory, ""},
+        {count.fromText("12345").toFile(output).redirect(2, 1), 0, "5", out_of_memory, ""},
+        {count.fromFile(input) | count | count.toFile(output), 0, "1", out_of_memory, ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE("row " + std::to_string(&row - rows));
+        test::writeFile(output, "before ");
+        const Attempt none(1, true, Refused::caller);
+        EXPECT_EQ(endOf(none, row.list), row.code);
+        EXPECT_FALSE(none.refused());
+        EXPECT_EQ(readFile(output), row.output);
+        forEveryRefusal(
+            [&](Attempt& attempt) {
+                test::writeFile(output, "before ");
+                const int code = endOf(attempt, row.list);
+                const bool refused = attempt.refused() && code != ENOENT;
+                EXPECT_EQ(code, refused ? row.refusedCode : row.code);
+                EXPECT_EQ(readFile(output), refused ? row.refusedOutput : row.output);
+                EXPECT_EQ(reapAll(), 0);
+            },
+            Refused::children);
+    }
 }
 
 TEST(RefusedRun, BecomingTheProgramFailsByBadAllocWithoutFork) {
     forEveryRefusal([](Attempt& attempt) {
         const test::Captured child = test::inChild([&] {
-            const bool refused =
-                attempt.run([] { probe("exit", "3").withMode(TExec::path_mode).run(); });
-            std::_Exit(refused ? out_of_memory : 1);
+            const auto become = [] { probe("exit", "3").withMode(TExec::path_mode).run(); };
+            std::_Exit(attempt.run(become) ? out_of_memory : 1);
         });
         EXPECT_TRUE(child.exited(attempt.refused() ? out_of_memory : 3)) << child.status;
     });
 }
 
-TEST(RefusedRun, FunctionThatRunsOutOfMemoryEndsItsChildWith255) {
-    const auto body = [] { return static_cast<int>(std::string(100, 'x').size()) - 97; };
-    forEveryRefusal(
-        [&](Attempt& attempt) {
-            TExec exec(TExec::Preparer(new zarnic::sys::TFnCall(body)));
-            TExecResult result{0, 0};
-            runRefused(attempt, [&] { result = exec.run(); });
-            int status = 0;
-            ASSERT_EQ(::waitpid(result.pid, &status, 0), result.pid);
-            EXPECT_TRUE(WIFEXITED(status));
-            EXPECT_EQ(WEXITSTATUS(status), attempt.refused() ? 255 : 3);
-        },
-        Refused::children);
-}
-
-class RefusedAttachedRun : public testing::Test {
-  protected:
-    RefusedAttachedRun() { test::writeFile(input, "12345"); }
-
-    static TExecResult run(const Attempt& attempt, TExec exec) {
-        TExecResult result{0, 0};
-        EXPECT_FALSE(runRefused(attempt, [&] { result = exec.run(); }));
-        return result;
-    }
-
-    // With each request of the child refused: it comes back by std::bad_alloc and adds nothing
-    // to what is `kept` of the output, or the program ran and added what it counted.
-    void refuse(const TExec& exec, const std::string& kept) {
-        forEveryRefusal(
-            [&](Attempt& attempt) {
-                test::writeFile(output, "before ");
-                const TExecResult result = run(attempt, exec);
-                EXPECT_EQ(result.code, attempt.refused() ? out_of_memory : 0);
-                EXPECT_EQ(test::readFile(output), attempt.refused() ? kept : kept + "5");
-            },
-            Refused::children);
-    }
-
-    const test::TempDir dir;
-    const std::string input = dir / "input-with-a-name-that-is-long-enough";
-    const std::string output = dir / "output-with-a-name-that-is-long-enough";
-    const TExec count = TExec(TEArgs() << PROBE_PATH << "count");
-};
-
-TEST_F(RefusedAttachedRun, InputAndAppendedOutput) {
-    refuse(count.fromFile(input).appendToFile(output), "before ");
-}
-
-TEST_F(RefusedAttachedRun, AnyDescriptorToAFile) {
-    refuse(count.fromFile(input).redirectToFile(1, output, true), "before ");
-    refuse(count.fromFile(input).redirectToFile(1, output, false), "");
-}
-
-TEST_F(RefusedAttachedRun, TextToAFile) {
-    refuse(count.fromText("12345").toFile(output).redirect(2, 1), "");
-}
-
-TEST_F(RefusedAttachedRun, CallerNeedsNoMemoryToRunAPipeline) {
-    TExecList list = count.fromFile(input) | count.toFile(output);
-    const Attempt attempt(1, true, Refused::caller);
-    TExecResult result{0, 0};
-    EXPECT_FALSE(runRefused(attempt, [&] { result = runList(list); }));
-    EXPECT_FALSE(attempt.refused());
-    EXPECT_EQ(result.code, 0);
-    EXPECT_EQ(test::readFile(output), "1");
-}
-
-// How an attempt to capture ended.
+// How an attempt to capture ended. Made in the process that it tells of.
 struct Capture {
+    Capture(const Attempt& attempt, const TExecList& list) {
+        refused = test::runRefused(attempt, [&] {
+            try {
+                zarnic::sys::checkedOutput(out, list);
+            } catch (const std::runtime_error&) {
+                failed = true;
+            }
+        });
+    }
+
     std::string out = "before";
-    int status = -1;
-    bool refused = false;
-    bool failed = false;  // std::runtime_error
+    bool refused;
+    bool failed = false;
 };
 
-Capture capture(Attempt& attempt, const TExecList& list, bool checked) {
-    Capture captured;
-    captured.refused = runRefused(attempt, [&] {
-        try {
-            if (checked) {
-                zarnic::sys::checkedOutput(captured.out, list);
-            } else {
-                zarnic::sys::readOutput(captured.out, captured.status, list);
+// Started or not, at most the pipe's read end stays open, and at most the children are there to
+// be waited for. The output is whole, or as it was, or what was read until then: cut where it
+// had to grow.
+TEST(RefusedCapture, EndsByBadAllocAndKeepsWhatWasRead) {
+    const struct {
+        TExecList list;
+        std::string whole;
+        bool fails;
+        std::set<std::size_t> cuts{};
+    } rows[] = {
+        {probe("args", "one") | probe("count", ""), "4", false},
+        {probe("write", "5000"), std::string(5000, 'x'), false, {0, 1024, 2048, 4096}},
+        {probe("exit", "3"), "", true},
+    };
+    for (const auto& row : rows) {
+        std::vector<bool> seen(row.whole.size());
+        forEveryRefusal([&](Attempt& attempt) {
+            reapAll();  // orphans of earlier tests, where this process is the first of its kind
+            const auto before = descriptors();
+            const Capture captured(attempt, row.list);
+            EXPECT_LE(descriptors(), before + 1);
+            EXPECT_LE(reapAll(), static_cast<int>(row.list.size()));
+            EXPECT_EQ(captured.failed, row.fails && !captured.refused);
+            EXPECT_TRUE(captured.failed || captured.refused == attempt.refused());
+            if (!captured.refused) {
+                EXPECT_EQ(captured.out, row.whole);
+            } else if (captured.out != "before" && captured.out != row.whole) {
+                ASSERT_TRUE(row.cuts.contains(captured.out.size())) << captured.out.size();
+                EXPECT_TRUE(row.whole.starts_with(captured.out));
+                seen[captured.out.size()] = true;
             }
-        } catch (const std::runtime_error&) {
-            captured.failed = true;
-        }
-    });
-    return captured;
-}
-
-// Started or not, at most the pipe's read end stays open and at most the children are there to
-// be waited for. What `out` holds: all, or what it held, or what was read until then.
-TEST(RefusedCapture, CallerEndsByBadAllocAndLeavesNoMoreThanItSays) {
-    forEveryRefusal([](Attempt& attempt) {
-        const TExecList list = probe("args", text) | probe("count", "");
-        reapAll();  // orphans of earlier tests, where this process is the first of its kind
-        const int before = descriptors();
-        const Capture captured = capture(attempt, list, false);
-        EXPECT_EQ(captured.refused, attempt.refused());
-        EXPECT_LE(reapAll(), 2);
-        if (captured.refused) {
-            EXPECT_TRUE(captured.out == "" || captured.out == "before") << captured.out;
-        } else {
-            EXPECT_EQ(captured.out, std::to_string(text.size() + 1));
-        }
-        EXPECT_EQ(captured.status, captured.refused ? -1 : 0);
-        EXPECT_LE(descriptors() - before, 1);
-    });
-}
-
-TEST(RefusedCapture, LongOutputEndsByBadAllocAndKeepsWhatWasRead) {
-    bool cut = false;
-    forEveryRefusal([&](Attempt& attempt) {
-        reapAll();
-        const Capture captured = capture(attempt, probe("write", "5000"), true);
-        EXPECT_EQ(captured.refused, attempt.refused());
-        EXPECT_LE(reapAll(), 1);
-        if (captured.out != "before") {
-            const std::string whole(5000, 'x');
-            EXPECT_EQ(captured.out, whole.substr(0, captured.out.size()));
-            EXPECT_TRUE(captured.refused || captured.out.size() == whole.size());
-            cut = cut || (!captured.out.empty() && captured.out.size() < whole.size());
-        } else {
-            EXPECT_TRUE(captured.refused);
-        }
-    });
-    EXPECT_TRUE(cut) << "no text was cut";
-}
-
-TEST(RefusedCapture, FailureIsRaisedOrBadAlloc) {
-    forEveryRefusal([](Attempt& attempt) {
-        reapAll();
-        const Capture captured = capture(attempt, probe("exit", "3"), true);
-        EXPECT_NE(captured.refused, captured.failed);
-        EXPECT_LE(reapAll(), 1);
-    });
-}
-
-TEST(RefusedCapture, ChildWithoutMemoryIsAFailedChild) {
-    forEveryRefusal(
-        [](Attempt& attempt) {
-            const Capture captured = capture(attempt, probe("args", text), true);
+        });
+        EXPECT_EQ(std::count(seen.begin(), seen.end(), true), std::ssize(row.cuts));
+        const auto ofChildren = [&](Attempt& attempt) {
+            const Capture captured(attempt, row.list);
             EXPECT_FALSE(captured.refused);
-            EXPECT_EQ(captured.failed, attempt.refused());
-            EXPECT_EQ(captured.out, attempt.refused() ? "" : text + "\n");
-            EXPECT_EQ(reapAll(), 0);
-        },
-        Refused::children);
-}
-
-TEST(RefusedPipelineRun, ProgramsWithoutMemoryEndAndNobodyHangs) {
-    forEveryRefusal(
-        [](Attempt& attempt) {
-            TExecList list = probe("args", text) | probe("count", "") | probe("count", "");
-            TExecResult result{0, 0};
-            EXPECT_FALSE(runRefused(attempt, [&] { result = zarnic::sys::runList(list); }));
-            EXPECT_EQ(result.code, attempt.refused() ? out_of_memory : 0);
-            EXPECT_EQ(reapAll(), 0);
-        },
-        Refused::children);
-}
-
-TEST(RefusedWait, NeedsNoMemory) {
-    const TExecResult running = probe("exit", "3").withModeToggled(2).run();
-    const Attempt attempt(1, true, Refused::caller);
-    int status = 0;
-    EXPECT_FALSE(attempt.run([&] { status = zarnic::sys::waitChild(running.pid); }));
-    EXPECT_EQ(WEXITSTATUS(status), 3);
+            EXPECT_EQ(captured.failed, row.fails || attempt.refused());
+            EXPECT_EQ(captured.out, attempt.refused() ? "" : row.whole);
+            reapAll();
+        };
+        forEveryRefusal(ofChildren, Refused::children);
+    }
 }
 
 }  // namespace
