@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <type_traits>
 
-#include "tests/unit/sys/recording_preparer.h"
+#include "tests/unit/sys/hooks.h"
 #include "zarnic/sys/exec_list.h"
 
 namespace zarnic::sys {
@@ -14,8 +14,8 @@ namespace {
 
 using test::probe;
 using test::program;
-using test::recorder;
 using test::runOnce;
+using test::tellingHooks;
 using test::writeFile;
 
 static_assert(!std::is_default_constructible_v<TAttachments<TExec>>, "only a runner is one");
@@ -38,13 +38,14 @@ TEST_F(Attachments, AreOneMorePreparerOfACopy) {
 }
 
 TEST_F(Attachments, EarlierOnesActBeforeLaterOnes) {
-    const test::Notes notes;
-    const TExec::Preparer first = recorder(notes, "1.");
-    runOnce(probe({"exit", "0"}).with(first).with(recorder(notes, "2.")).with(first));
-    EXPECT_EQ(notes.of("parent"),
-              "1.beforeFork 2.beforeFork 1.beforeFork 1.inParent 2.inParent 1.inParent");
-    EXPECT_EQ(notes.of("child"),
-              "1.inChild 2.inChild 1.inChild 1.beforeExec 2.beforeExec 1.beforeExec");
+    const test::Captured captured = test::inChild([] {
+        const TExec::Preparer first = tellingHooks("1.");
+        runOnce(probe({"exit", "0"}).with(first).with(tellingHooks("2.")).with(first));
+    });
+    EXPECT_EQ(captured.out,
+              "1.beforeFork 2.beforeFork 1.beforeFork 1.inParent 2.inParent 1.inParent ");
+    EXPECT_EQ(captured.err,
+              "1.inChild 2.inChild 1.inChild 1.beforeExec 2.beforeExec 1.beforeExec ");
 }
 
 TEST_F(Attachments, OfAPipelineAreItsLastPrograms) {

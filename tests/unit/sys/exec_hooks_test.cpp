@@ -8,12 +8,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <iostream>
 #include <new>
 #include <optional>
 
-#include "tests/unit/sys/runs.h"
+#include "tests/unit/sys/hooks.h"
 #include "zarnic/sys/exec.h"
 
 namespace {
@@ -55,25 +54,8 @@ using test::thrownErrno;
 const test::Words missing = {"/no/such/program", "argument"};
 const test::Words present = {PROBE_PATH, "exit", "3"};
 
-// Hands every hook to one function, by its name.
-class Hooks : public TExec::TPrepare {
-  public:
-    using Function = std::function<bool(const std::string& hook, TExec& exec)>;
-
-    explicit Hooks(const Function& function) : function_(function) {}
-    void beforeFork(TExec& exec) override { function_("beforeFork", exec); }
-    bool forkFailed(TExec& exec) override { return function_("forkFailed", exec); }
-    void inParent(TExec& exec) override { function_("inParent", exec); }
-    void inChild(TExec& exec) override { function_("inChild", exec); }
-    void beforeExec(TExec& exec) override { function_("beforeExec", exec); }
-    bool execFailed(TExec& exec) override { return function_("execFailed", exec); }
-
-  private:
-    Function function_;
-};
-
-TExec hooked(const TExec& exec, const Hooks::Function& function) {
-    return exec.with(TExec::Preparer(new Hooks(function)));
+TExec hooked(const TExec& exec, const test::Hooks::Function& function) {
+    return exec.with(test::hooks(function));
 }
 
 // What a run comes to, in the caller or in the child that comes back in its place: the exit

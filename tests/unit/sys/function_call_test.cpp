@@ -10,8 +10,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "tests/unit/sys/recording_preparer.h"
-#include "tests/unit/sys/runs.h"
+#include "tests/unit/sys/hooks.h"
 #include "zarnic/error/system_error.h"
 
 namespace zarnic::sys {
@@ -119,14 +118,16 @@ TEST_F(FunctionCall, TheChildRunsTheExitHandlers) {
 }
 
 TEST_F(FunctionCall, EarlierPreparersActBeforeItAndNothingFollows) {
-    const test::Notes notes;
-    EXPECT_EQ(statusOf(test::probe({"exit", "9"})
-                           .with(test::recorder(notes, "1."))
-                           .with(TExec::Preparer(new TFnCall<Body>(five)))
-                           .with(test::recorder(notes, "3."))),
-              5 << 8);
-    EXPECT_EQ(notes.of("parent"), "1.beforeFork 3.beforeFork 1.inParent 3.inParent");
-    EXPECT_EQ(notes.of("child"), "1.inChild 3.inChild 1.beforeExec");
+    const test::Captured captured = test::inChild([] {
+        const TExec exec = test::probe({"exit", "9"})
+                               .with(test::tellingHooks("1."))
+                               .with(TExec::Preparer(new TFnCall<Body>(five)))
+                               .with(test::tellingHooks("3."));
+        std::exit(statusOf(exec) >> 8);
+    });
+    EXPECT_TRUE(captured.exited(5));
+    EXPECT_EQ(captured.out, "1.beforeFork 3.beforeFork 1.inParent 3.inParent ");
+    EXPECT_EQ(captured.err, "1.inChild 3.inChild 1.beforeExec ");
 }
 
 }  // namespace

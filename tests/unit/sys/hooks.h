@@ -1,68 +1,44 @@
-// A preparer that writes down each call of its hooks. The notes go to a file, because half of
-// the hooks run in the child.
+// A preparer that hands every hook to one function, by its name.
 
 #pragma once
 
 #include <unistd.h>
 
-#include <fstream>
+#include <functional>
+#include <iostream>
 #include <string>
 
 #include "tests/unit/sys/runs.h"
 
 namespace test {
 
-// The notes of one test. Whoever writes them is the process that made this object, the parent,
-// or else a child.
-class Notes {
+class Hooks : public TExec::TPrepare {
   public:
-    void add(const std::string& text) const {
-        std::ofstream(dir_ / (::getpid() == owner_ ? "parent" : "child"), std::ios::app)
-            << text + " ";
-    }
+    using Function = std::function<bool(const std::string& hook, TExec& exec)>;
 
-    // What one side wrote: "beforeFork inParent".
-    std::string of(const std::string& side) const {
-        const std::string list = readFile(dir_ / side);
-        return list.substr(0, list.rfind(' '));
-    }
+    explicit Hooks(const Function& function) : function_(function) {}
+    void beforeFork(TExec& exec) override { function_("beforeFork", exec); }
+    bool forkFailed(TExec& exec) override { return function_("forkFailed", exec); }
+    void inParent(TExec& exec) override { function_("inParent", exec); }
+    void inChild(TExec& exec) override { function_("inChild", exec); }
+    void beforeExec(TExec& exec) override { function_("beforeExec", exec); }
+    bool execFailed(TExec& exec) override { return function_("execFailed", exec); }
 
   private:
-    const TempDir dir_;
-    const pid_t owner_ = ::getpid();
+    Function function_;
 };
 
-// Notes each hook as PREFIX + name, and the name of any hook that gets a runner other than
-// `expected`.
-class Recorder : public TExec::TPrepare {
-  public:
-    Recorder(const Notes& notes, const std::string& prefix, bool answer = true,
-             const TExec* expected = nullptr)
-        : notes_(notes), prefix_(prefix), answer_(answer), expected_(expected) {}
+inline TExec::Preparer hooks(const Hooks::Function& function) {
+    return TExec::Preparer(new Hooks(function));
+}
 
-    void beforeFork(TExec& exec) override { note("beforeFork", exec); }
-    bool forkFailed(TExec& exec) override { return note("forkFailed", exec); }
-    void inParent(TExec& exec) override { note("inParent", exec); }
-    void inChild(TExec& exec) override { note("inChild", exec); }
-    void beforeExec(TExec& exec) override { note("beforeExec", exec); }
-    bool execFailed(TExec& exec) override { return note("execFailed", exec); }
-
-  private:
-    bool note(const std::string& hook, const TExec& exec) const {
-        const bool foreign = expected_ != nullptr && expected_ != &exec;
-        notes_.add(prefix_ + hook + (foreign ? "(foreign)" : ""));
-        return answer_;
-    }
-
-    const Notes& notes_;
-    const std::string prefix_;
-    const bool answer_;
-    const TExec* const expected_;
-};
-
-inline TExec::Preparer recorder(const Notes& notes, const std::string& prefix = "",
-                                bool answer = true, const TExec* expected = nullptr) {
-    return TExec::Preparer(new Recorder(notes, prefix, answer, expected));
+// Prints PREFIX and the name of each hook: to standard output in the process that made this, to
+// standard error in a child.
+inline TExec::Preparer tellingHooks(const std::string& prefix) {
+    return hooks([prefix, owner = ::getpid()](const std::string& hook, TExec& /*exec*/) {
+        (::getpid() == owner ? std::cout : std::cerr) << prefix << hook << " " << std::flush;
+        return true;
+    });
 }
 
 }  // namespace test

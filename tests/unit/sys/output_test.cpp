@@ -11,7 +11,7 @@
 #include <stdexcept>
 #include <typeinfo>
 
-#include "tests/unit/sys/recording_preparer.h"
+#include "tests/unit/sys/hooks.h"
 
 namespace zarnic::sys {
 namespace {
@@ -192,8 +192,8 @@ TEST_F(OutputFailures, AFailingForkLeavesThePipeOfTheCaptureOpen) {
 TEST_F(OutputFailures, APreparerCannotDeclineAFailedForkUnderACapture) {
     isolated([this] {
         const test::NoNewProcesses limit;
-        const test::Notes notes;
-        const TExec exec = probe({"exit", "0"}).with(test::recorder(notes, "", false));
+        const TExec::Preparer declines = test::hooks([](auto&&...) { return false; });
+        const TExec exec = probe({"exit", "0"}).with(declines);
         EXPECT_EQ(test::thrownErrno([&] { checkedOutput(out, exec); }), EAGAIN);
     });
 }

@@ -16,7 +16,7 @@
 #include <functional>
 #include <iostream>
 
-#include "tests/unit/sys/recording_preparer.h"
+#include "tests/unit/sys/hooks.h"
 #include "zarnic/sys/function_call.h"
 
 namespace zarnic::sys {
@@ -27,7 +27,6 @@ using test::isolated;
 using test::probe;
 using test::program;
 using test::readFile;
-using test::recorder;
 using test::runOnce;
 using Preparer = TExec::Preparer;
 
@@ -100,10 +99,13 @@ TEST_F(PreparersUnion, TheFirstsAnswerIsIgnored) {
     for (const std::string& first : parts) {
         for (const std::string& second : parts) {
             SCOPED_TRACE(first + ", " + second);
-            const test::Notes notes;
-            const auto made = [&](const std::string& part, const char* prefix) {
-                return part == "none" ? Preparer()
-                                      : recorder(notes, prefix, part == "true", &exec);
+            std::string calls;
+            const auto made = [&](const std::string& part, const std::string& name) {
+                const auto call = [&calls, this, part, name](const auto& hook, TExec& running) {
+                    calls += name + hook + (&running == &exec ? " " : "(foreign) ");
+                    return part == "true";
+                };
+                return part == "none" ? Preparer() : test::hooks(call);
             };
             TUnionPrep both(made(first, "1."), made(second, "2."));
             both.beforeFork(exec);
@@ -115,10 +117,10 @@ TEST_F(PreparersUnion, TheFirstsAnswerIsIgnored) {
             std::string expected;
             for (const std::string hook : {"beforeFork", "forkFailed", "inParent", "inChild",
                                            "beforeExec", "execFailed"}) {
-                expected += first == "none" ? "" : " 1." + hook;
-                expected += second == "none" ? "" : " 2." + hook;
+                expected += first == "none" ? "" : "1." + hook + " ";
+                expected += second == "none" ? "" : "2." + hook + " ";
             }
-            EXPECT_EQ(notes.of("parent"), expected.substr(expected.empty() ? 0 : 1));
+            EXPECT_EQ(calls, expected);
         }
     }
 }
