@@ -49,6 +49,9 @@ TEST(ReadConfiguration, GivesThePairsOfTheFileSorted) {
                "A|1\nB|two words\nC|x\nD|end\n", {});
     expectRead("b 1\nB 2\n_ 3\na 4\n0 5\nab 6\n", "0|5\nB|2\n_|3\na|4\nab|6\nb|1\n", {});
     expectRead("NAME first\nOTHER x\nNAME second\n", "NAME|second\nOTHER|x\n", {});
+    // Only a line feed ends a line, and it counts among the white space before the value's end.
+    expectRead("A abc \nB abc  \nC abc \r\nD x\ry ", "A|abc \n\nB|abc  \nC|abc \r\nD|x\ry\n",
+               {});
 }
 
 TEST(ReadConfiguration, NameJoinedByEqualsIsReportedAndTheRestIsRead) {
@@ -67,24 +70,11 @@ TEST(ReadConfiguration, LineEndsAtItsFirstNulByte) {
                {bad + "C" + no_space, bad + "D " + no_value});
 }
 
-// Only a line feed ends a line, and it counts among the white space before the value's end.
-TEST(ReadConfiguration, LineFeedBelongsToItsLine) {
-    expectRead("A abc \nB abc  \nC abc \r\nD abc ", "A|abc \n\nB|abc  \nC|abc \r\nD|abc\n", {});
-    expectRead("A x\rB y\n", "A|x\rB y\n", {});
-}
-
 TEST(ReadConfiguration, LineMayBeOfAnyLength) {
     const std::string name(70000, 'N');
     const std::string value(300000, 'v');
     expectRead("A 1\n" + name + " " + value + "\nB 2\n#" + value + value,
                "A|1\nB|2\n" + name + "|" + value + "\n", {});
-}
-
-TEST(ReadConfiguration, ReadsOverWhatTheTableHolds) {
-    const Table table;
-    ASSERT_EQ(table.read("KEPT 1\nREPLACED 2\n"), 0);
-    ASSERT_EQ(table.read("REPLACED 3\nADDED 4\n"), 0);
-    EXPECT_EQ(table.shown(), sorted + "ADDED|4\nKEPT|1\nREPLACED|3\n");
 }
 
 // --- failures ---
