@@ -66,15 +66,6 @@ TEST(OptionsLifetime, PositionsPointIntoTheListHoweverLongItIsAndWhoeverHoldsIt)
     EXPECT_EQ(live_blocks, before);
 }
 
-TEST(OptionsLifetime, AssignmentSharesTheNewAndFreesTheFormerCommandLine) {
-    const TOpts source = split({"--file=a"});
-    const long before = live_blocks;
-    TOpts target = split(manyOptions());
-    target = source;
-    EXPECT_EQ(live_blocks, before);
-    EXPECT_EQ(&target.arguments(), &source.arguments());
-}
-
 TEST(OptionsLifetime, IndexErrorHoldsTheCommandLineAlive) {
     try {
         (void)split(manyOptions()).argument(many);
@@ -153,18 +144,6 @@ TEST(ParserLifetime, ErrorsKeepTheirEntriesAndThenFreeThem) {
         EXPECT_EQ(unknown->entry().value, "/tmp/a");
         EXPECT_EQ(*unknown->entry().argument, "--file=/tmp/a");
         EXPECT_EQ(*letter->entry().argument, "-x");
-    }
-    EXPECT_EQ(live_blocks, before);
-}
-
-TEST(ParserLifetime, LastHandleFreesTheState) {
-    const long before = live_blocks;
-    {
-        TOParsing first = parse(manyOptions());
-        const long one = live_blocks;
-        TOParsing second = parse({"--file=x"});
-        second = first;
-        EXPECT_EQ(live_blocks, one);
     }
     EXPECT_EQ(live_blocks, before);
 }
