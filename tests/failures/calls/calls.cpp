@@ -4,57 +4,42 @@
 #include <sys/uio.h>
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 
 #include "tests/support/escaped.h"
 
-using test::escaped;
-
 namespace {
 
-enum class Subject { none, path, numbers, text };
-
+// A call, and its arguments that are its subject: a path, a number, written text with its
+// length in the next one, or (-) nothing of interest.
 struct Known {
     std::uint64_t number;
     const char* name;
-    Subject subject;
-    int from;  // the first argument of the subject
-    int count = 1;
+    const char* subject = "";
 };
 
 // The calls that the program makes itself, by what they are for.
-constexpr std::array known = {
-    Known{SYS_clock_nanosleep, "sleep", Subject::none, 0},
-    Known{SYS_clone, "fork", Subject::none, 0},
-    Known{SYS_close, "close", Subject::numbers, 0},
-    Known{SYS_dup2, "dup2", Subject::numbers, 0, 2},
-    Known{SYS_execve, "execve", Subject::path, 0},
-    Known{SYS_fstat, "fstat", Subject::numbers, 0},
-    Known{SYS_kill, "kill", Subject::numbers, 0, 2},
-    Known{SYS_newfstatat, "stat", Subject::path, 1},
-    Known{SYS_openat, "open", Subject::path, 1},
-    Known{SYS_pipe2, "pipe", Subject::none, 0},
-    Known{SYS_read, "read", Subject::numbers, 0},
-    Known{SYS_unlink, "unlink", Subject::path, 0},
-    Known{SYS_wait4, "wait", Subject::none, 0},
-    Known{SYS_write, "write", Subject::text, 1},
+constexpr Known known[] = {
+    {SYS_clock_nanosleep, "sleep"}, {SYS_clone, "fork"},
+    {SYS_close, "close", "n"},      {SYS_dup2, "dup2", "nn"},
+    {SYS_execve, "execve", "p"},    {SYS_fstat, "fstat", "n"},
+    {SYS_kill, "kill", "nn"},       {SYS_newfstatat, "stat", "-p"},
+    {SYS_openat, "open", "-p"},     {SYS_pipe2, "pipe"},
+    {SYS_read, "read", "n"},        {SYS_rt_sigaction, "rt_sigaction", "n"},
+    {SYS_unlink, "unlink", "p"},    {SYS_wait4, "wait"},
+    {SYS_write, "write", "nt"},
 };
 
 // Every call under the kernel's own name, from the system's headers.
-struct Named {
-    std::uint64_t number;
-    const char* name;
-};
-
-constexpr Named named[] = {
+constexpr Known named[] = {
 #include "call_names.inc"
 };
 
-template <class Table>
-auto find(const Table& table, std::uint64_t number) {
-    const auto* const found =
+template <std::size_t N>
+const Known* find(const Known (&table)[N], std::uint64_t number) {
+    const Known* const found =
         std::find_if(std::begin(table), std::end(table),
-                     [number](const auto& one) { return one.number == number; });
+                     [number](const Known& one) { return one.number == number; });
     return found == std::end(table) ? nullptr : found;
 }
 
@@ -80,44 +65,34 @@ std::string path(pid_t process, std::uint64_t address) {
     return text;
 }
 
-std::string number(std::uint64_t argument) {
-    return std::to_string(static_cast<int>(argument));
+std::string subjectOf(pid_t process, const char* kinds, const std::uint64_t* argument) {
+    std::string words;
+    for (; *kinds != '\0'; ++kinds, ++argument) {
+        if (*kinds == 'p') {
+            words += ' ' + test::escaped(path(process, *argument));
+        } else if (*kinds == 'n') {
+            words += ' ' + std::to_string(static_cast<int>(*argument));
+        } else if (*kinds == 't') {
+            const std::size_t length = std::min<std::uint64_t>(argument[1], 4096);
+            words += ' ' + test::escaped(memory(process, *argument, length));
+        }
+    }
+    return words.empty() ? words : words.substr(1);
 }
 
 }  // namespace
 
-std::string nameOf(pid_t process, const Call& call) {
-    if (call.number == SYS_brk && call.arguments[0] == 0) {
-        return "brk-query";
+Called called(pid_t process, std::uint64_t number, const std::uint64_t* arguments) {
+    if (number == SYS_brk && arguments[0] == 0) {
+        return {"brk-query", ""};
     }
     // The C library asks for a descriptor's status with an empty path.
-    if (call.number == SYS_newfstatat && call.arguments[3] != 0 &&
-        path(process, call.arguments[1]).empty()) {
-        return "fstat";
+    if (number == SYS_newfstatat && arguments[3] != 0 && path(process, arguments[1]).empty()) {
+        return {"fstat", subjectOf(process, "n", arguments)};
     }
-    if (const Known* const ours = find(known, call.number)) {
-        return ours->name;
+    if (const Known* const ours = find(known, number)) {
+        return {ours->name, subjectOf(process, ours->subject, arguments)};
     }
-    const Named* const other = find(named, call.number);
-    return other != nullptr ? other->name : "syscall-" + std::to_string(call.number);
-}
-
-std::string subjectOf(pid_t process, const Call& call) {
-    const Known* const one = find(known, call.number);
-    if (one == nullptr || one->subject == Subject::none) {
-        return {};
-    }
-    const std::uint64_t* const argument = call.arguments + one->from;
-    if (one->subject == Subject::path) {
-        return escaped(path(process, *argument));
-    }
-    if (one->subject == Subject::text) {
-        const std::size_t length = std::min<std::uint64_t>(argument[1], 4096);
-        return number(call.arguments[0]) + ' ' + escaped(memory(process, argument[0], length));
-    }
-    std::string numbers = number(argument[0]);
-    for (int i = 1; i < one->count; ++i) {
-        numbers += ' ' + number(argument[i]);
-    }
-    return numbers;
+    const Known* const other = find(named, number);
+    return {other != nullptr ? other->name : "syscall-" + std::to_string(number), ""};
 }

@@ -2,28 +2,11 @@
 
 import dataclasses
 from collections import Counter
-from dataclasses import dataclass
 
 import library
-from commands import expected
 from listed import unlisted
-from observe import Observation
-
-
-@dataclass(frozen=True)
-class Unfailed:
-    """A scenario without a failure, and every text (None: absent) that the errors file can have
-    after the failure of a single call."""
-
-    seen: Observation
-    errors: frozenset
-
-
-def unfailed(scenario, seen, failures):
-    """`failures` are all of the scenario."""
-    single = {expected(scenario, failure).errors for failure in failures
-              if failure.call != "memory"}
-    return Unfailed(seen, frozenset(single | {seen.outcome.errors, seen.errors_before}))
+from model import expected
+from observe import of_library
 
 
 def difference(got, wanted):
@@ -33,7 +16,7 @@ def difference(got, wanted):
         one, other = getattr(got, field.name), getattr(wanted, field.name)
         if isinstance(one, dict):
             found += [f"{field.name} {key}: {one.get(key)!r}, not {other.get(key)!r}"
-                      for key in sorted(set(one) | set(other)) if one.get(key) != other.get(key)]
+                      for key in sorted({*one, *other}) if one.get(key) != other.get(key)]
         elif one != other:
             found.append(f"{field.name}: {one!r}, not {other!r}")
     return found
@@ -44,18 +27,28 @@ def addressed(outcome):
     return Counter((pid, number) for pid, number, _ in outcome.signals)
 
 
-def harm(seen, base):
+def harm(scenario, seen, base):
     """What no failure may bring about, whichever call it is of. Said without the model, so that it
     also holds when memory is used up. A failure leaves things undone: it signals nobody whom the
-    run without it does not signal, and every file is as before or as that run leaves it."""
-    after, got = base.seen.outcome, seen.outcome
+    run without it does not signal, and every file is as before or as that run leaves it. Of the
+    errors file the document says what it can hold."""
+    before, after, got = scenario.files(), base.outcome, seen.outcome
     found = [f"harm: signal {number} to {pid}"
              for pid, number in (addressed(got) - addressed(after)).elements()]
-    for path in sorted({*seen.before, *after.files, *got.files}):
-        if got.files.get(path) not in (seen.before.get(path), after.files.get(path)):
+    for path in sorted({*before, *after.files, *got.files} - {scenario.errors}):
+        if got.files.get(path) not in (before.get(path), after.files.get(path)):
             found.append(f"harm: {path} is {got.files.get(path)!r}")
-    if got.errors not in base.errors:
-        found.append(f"harm: the errors file is {got.errors!r}")
+    return found
+
+
+def calls_beyond(seen):
+    """The C library's own calls that the program of few lines does not make, forking as often: a
+    needless one, or memory taken in more pieces."""
+    found = []
+    for process in seen.outcome.ends:
+        made = of_library(seen.calls[seen.start:], process)
+        beyond = made - library.since_start(process, made["fork"])
+        found += [f"calls of {process}: {name}" for name in beyond if name not in library.of_a_throw()]
     return found
 
 
@@ -70,24 +63,21 @@ def ended_by_library(failure, seen):
 def violations(scenario, failure, seen, base):
     """What is wrong with one run, in words. An end by the C library is excused for the invoking
     process alone, and excuses no harm."""
-    found = harm(seen, base)
     excused = ended_by_library(failure, seen)
+    ends = {process: end for process, end in seen.outcome.ends.items()
+            if process != "1" or not excused}
+    found = harm(scenario, seen, base)
     found += [f"not listed: {text}" for text in unlisted(
-        scenario, others(seen.outcome) if excused else seen.outcome)]
+        scenario, dataclasses.replace(seen.outcome, ends=ends))]
     if excused:
         return found
-    found += [f"standard error of ours: {seen.err!r}"] if seen.err else []
+    found += [f"standard error of ours: {call.subject}" for call in seen.calls
+              if call.name == "write" and call.subject.startswith("2 ")]
     if failure and not any(call.chosen for call in seen.calls):
         found.append("the call was never made")
     if failure is None or failure.call != "memory":
         found += difference(seen.outcome, expected(scenario, failure))
-    return found
-
-
-def others(outcome):
-    """The outcome without the end of the invoking process."""
-    ends = {process: end for process, end in outcome.ends.items() if process != "1"}
-    return dataclasses.replace(outcome, ends=ends)
+    return found + (calls_beyond(seen) if failure is None and not scenario.long else [])
 
 
 def kind(outcome, base):

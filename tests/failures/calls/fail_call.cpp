@@ -10,8 +10,9 @@
 //
 // The K-th CALL of PROCESS fails with ERROR (a number) and is not made. Two calls differ, as
 // they do in the kernel: close gives the descriptor up and then reports, and a refused brk
-// returns the old end of memory. CALL "memory" is any brk or mmap, and from the K-th on all of
-// them fail, in the process and in those that it forks from then on: memory is used up.
+// returns the old end of memory. With 1:CALL,CALL:K+ something is used up: from the K-th call
+// of these names on all of them fail, in every process. What a process has called before a fork
+// counts for its child, too.
 //
 // Sleeping returns at once. A signal is sent to process PID only; to any other, kill finds no
 // process.
@@ -30,12 +31,37 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <optional>
+#include <regex>
 #include <string>
 #include <vector>
 
-#include "tests/failures/calls/process.h"
+#include "tests/failures/calls/calls.h"
 
 namespace {
+
+struct Fault {
+    std::string process;
+    std::string calls;  // between commas
+    int k;
+    bool used_up;
+    int error;
+};
+
+// What is known of a process between two of its stops.
+struct Process {
+    std::string name;
+    int births = 0;
+    bool running = false;  // past the stop that a new process begins with
+    bool entered = false;
+    Called call;
+    std::map<std::string, int> made;
+    std::map<std::string, int> since_first;  // with those that it comes from, until their forks
+    bool skipped = false;                    // the call is not made
+    bool chosen = false;                     // it fails by a Fault
+    std::optional<long long> result;         // in place of the call's own
+    long long memory_end = 0;
+};
 
 std::FILE* log_file;
 pid_t may_be_signalled;
@@ -62,19 +88,61 @@ void setRegister(pid_t pid, Register which, long long value) {
     ::ptrace(PTRACE_SETREGS, pid, nullptr, &registers);
 }
 
+Fault parseFault(const std::string& text) {
+    static const std::regex form(R"(--fail=([\d.]+):([\w,-]+):(\d+)(\+?):(\d+))");
+    std::smatch part;
+    if (!std::regex_match(text, part, form)) {
+        std::fprintf(stderr, "fail_call: not PROCESS:CALL:K:ERROR: %s\n", text.c_str());
+        std::exit(125);
+    }
+    return {part.str(1), ',' + part.str(2) + ',', std::stoi(part.str(3)), part.length(4) != 0,
+            std::stoi(part.str(5))};
+}
+
+bool concerns(const Fault& fault, const std::string& call) {
+    return fault.calls.find(',' + call + ',') != std::string::npos;
+}
+
+bool hits(const Fault& fault, const Process& process) {
+    if (!concerns(fault, process.call.name)) {
+        return false;
+    }
+    if (!fault.used_up) {
+        return fault.process == process.name && fault.k == process.made.at(process.call.name);
+    }
+    int made = 0;
+    for (const auto& [call, count] : process.since_first) {
+        made += concerns(fault, call) ? count : 0;
+    }
+    return made >= fault.k;
+}
+
+// Decides about the call that the process has entered: whether it is made, and its result.
+void choose(Process& process) {
+    process.chosen = false;
+    process.result.reset();
+    if (process.call.name == "sleep") {
+        process.result = 0;
+    } else if (process.call.name == "kill" &&
+               std::stoi(process.call.subject) != may_be_signalled) {
+        process.result = -ESRCH;
+    }
+    process.skipped = process.result.has_value();
+    for (const Fault& fault : faults) {
+        if (hits(fault, process)) {
+            process.skipped = process.call.name != "close";
+            process.chosen = true;
+            process.result = process.call.name == "brk" ? process.memory_end : -fault.error;
+        }
+    }
+}
+
 void enter(pid_t pid, Process& process, const __ptrace_syscall_info& info) {
     process.entered = true;
-    process.call.number = info.entry.nr;
-    for (int i = 0; i < 6; ++i) {
-        process.call.arguments[i] = info.entry.args[i];
-    }
-    process.callName = nameOf(pid, process.call);
-    process.subject = subjectOf(pid, process.call);
-    ++process.made[process.callName];
-    if (usesMemory(process)) {
-        ++process.made["memory"];
-    }
-    choose(process, faults, may_be_signalled);
+    process.call = called(pid, info.entry.nr, info.entry.args);
+    ++process.made[process.call.name];
+    ++process.since_first[process.call.name];
+    choose(process);
     if (process.skipped) {
         setRegister(pid, &user_regs_struct::orig_rax, -1);
     }
@@ -85,19 +153,20 @@ bool isRestarted(long long result) { return result <= -512 && result >= -516; }
 
 void leave(pid_t pid, Process& process, long long result) {
     process.entered = false;
-    if (process.replaced) {
-        setRegister(pid, &user_regs_struct::rax, process.result);
-        result = process.result;
+    if (process.result) {
+        setRegister(pid, &user_regs_struct::rax, *process.result);
+        result = *process.result;
     } else if (isRestarted(result)) {
-        --process.made[process.callName];
+        --process.made[process.call.name];
+        --process.since_first[process.call.name];
         return;
     }
-    if (process.callName.starts_with("brk")) {
-        process.memoryEnd = result;
+    if (process.call.name.starts_with("brk")) {
+        process.memory_end = result;
     }
-    note(process, process.callName + ' ' + std::to_string(process.made[process.callName]) +
+    note(process, process.call.name + ' ' + std::to_string(process.made[process.call.name]) +
                       (process.chosen ? " !" : " ") + std::to_string(result) + ' ' +
-                      process.subject);
+                      process.call.subject);
 }
 
 void atCall(pid_t pid, Process& process) {
@@ -115,8 +184,8 @@ void atCall(pid_t pid, Process& process) {
 void born(Process& parent, pid_t pid) {
     Process& child = processes[pid];
     child.name = parent.name + '.' + std::to_string(++parent.births);
-    child.memoryEnd = parent.memoryEnd;
-    child.made["memory"] = parent.made["memory"];
+    child.memory_end = parent.memory_end;
+    child.since_first = parent.since_first;
     if (child.running) {  // its first stop came before this
         ::ptrace(PTRACE_SYSCALL, pid, nullptr, nullptr);
     }
@@ -134,7 +203,7 @@ void firstStop(pid_t pid, Process& process) {
 
 void atEvent(pid_t pid, Process& process, int event) {
     if (event == PTRACE_EVENT_EXEC && process.entered) {
-        note(process, "became " + process.subject);
+        note(process, "became " + process.call.subject);
         processes.erase(pid);
         ::ptrace(PTRACE_DETACH, pid, nullptr, nullptr);
         return;
@@ -189,7 +258,7 @@ void start(char** argv) {
 int main(int argc, char** argv) {
     int at = 3;
     for (; at < argc && std::string(argv[at]).starts_with("--fail="); ++at) {
-        faults.push_back(parseFault(argv[at] + 7));
+        faults.push_back(parseFault(argv[at]));
     }
     log_file = at < argc ? std::fopen(argv[1], "we") : nullptr;
     if (log_file == nullptr) {

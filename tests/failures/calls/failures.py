@@ -1,5 +1,6 @@
 """The failures of a run's calls: the errors that the kernel really gives, one at a time."""
 
+from collections import Counter
 from dataclasses import dataclass
 from errno import (
     E2BIG, EACCES, EAGAIN, EBUSY, ECHILD, EINTR, EIO, EMFILE, ENFILE, ENOENT, ENOMEM, ENOSPC,
@@ -33,12 +34,19 @@ ERRORS = {
 }
 
 # Memory is the C library's to ask for, wherever it does.
-MEMORY = ("brk", "mmap", "mprotect")
+MEMORY = ("brk", "mmap", "mprotect", "munmap")
 
 # The kernel always accepts these, with the arguments that programs and libraries give them.
 CANNOT_FAIL = {
     "arch_prctl", "brk-query", "exit_group", "futex", "getpid", "gettid", "munmap", "rt_sigaction",
     "rt_sigprocmask", "set_tid_address", "sysinfo",
+}
+
+# What can be used up: from one call on all of these fail.
+USED_UP = {
+    "memory": (("brk", "mmap"), ENOMEM),
+    "descriptors": (("open", "pipe"), EMFILE),
+    "processes": (("fork",), EAGAIN),
 }
 
 
@@ -53,8 +61,11 @@ class Failure:
     times: int = 1
     ours: bool = True  # and not a call that the C library makes for itself
 
-    def hits(self, process, call, k):
-        return (process, call) == (self.process, self.call) and 0 <= k - self.k < self.times
+    def error_of(self, process, call):
+        """The error of the call that the model's process has just made, or 0."""
+        hit = ((process.name, call) == (self.process, self.call)
+               and 0 <= process.made[call] - self.k < self.times)
+        return self.error if hit else 0
 
     def options(self):
         """What fail_call is told."""
@@ -66,9 +77,33 @@ class Failure:
         return f"{self.call} {self.k} of {self.process}, {errorcode[self.error]}{again}"
 
 
+@dataclass(frozen=True)
+class Shortage:
+    """From the k-th call on that takes some of it nothing is left, in any process."""
+
+    call: str
+    k: int
+
+    @property
+    def ours(self):
+        return self.call != "memory"
+
+    def error_of(self, process, call):
+        takers, error = USED_UP[self.call]
+        made = sum(process.since_first[one] for one in takers)
+        return error if call in takers and made >= self.k else 0
+
+    def options(self):
+        takers, error = USED_UP[self.call]
+        return [f"--fail=1:{','.join(takers)}:{self.k}+:{error}"]
+
+    def __str__(self):
+        return f"no {self.call} from call {self.k} on"
+
+
 def failures(calls):
     """Every failure of one of the calls, always in the same order; a wait is also interrupted
-    twice in a row, and memory is also used up from each call on that takes some."""
+    twice in a row, and memory, descriptors and processes are also used up from each call on."""
     begun = library.length_of_start(calls)
     numbered = sorted(enumerate(calls),
                       key=lambda entry: [int(birth) for birth in entry[1].process.split(".")])
@@ -79,8 +114,15 @@ def failures(calls):
                   for error in errors(call) if not fails_anyway(call, error)]
         if call.name == "wait":
             found.append(Failure(call.process, call.name, call.k, EINTR, times=2))
-    memory = sum(call.name in ("brk", "mmap") for call in calls if call.process == "1")
-    return found + [Failure("1", "memory", k, ENOMEM, ours=False) for k in range(1, memory + 1)]
+    return found + [Shortage(what, k + 1) for what, (takers, _) in USED_UP.items()
+                    for k in range(most_in_a_line(calls, takers))]
+
+
+def most_in_a_line(calls, names):
+    """How many of these calls a process and those that it comes from make, at most."""
+    made = Counter(call.process for call in calls if call.name in names)
+    return max(sum(count for process, count in made.items()
+                   if f"{one}.".startswith(f"{process}.")) for one in ["1", *made])
 
 
 def errors(call):

@@ -1,8 +1,9 @@
-"""What the C library calls for itself, asked of a program of one line
+"""What the C library calls for itself, asked of a program of few lines
 (tests/support/one_line.cpp): it is linked as the program is, and so the answer is that of this
 machine."""
 
 import os
+from collections import Counter
 from functools import cache
 
 from world import traced
@@ -11,17 +12,34 @@ ONE_LINE = os.environ["ONE_LINE"]
 
 
 @cache
+def made(*arguments):
+    """The names of its calls, by the process."""
+    names = {}
+    for call in traced(None, 0, ONE_LINE, *arguments)[0]:
+        names.setdefault(call.process, []).append(call.name)
+    return names
+
+
 def start():
-    """The calls before main, by name."""
-    calls, _ = traced(None, 0, ONE_LINE)
-    return [call.name for call in calls]
+    """The calls before main."""
+    return made()["1"]
 
 
 @cache
 def names():
     """The calls at the start, around a fork, for a text of an error and for more memory."""
-    calls, _ = traced(None, 0, ONE_LINE, "fork", "more")
-    return {call.name for call in calls}
+    return {name for calls in made("fork", "more").values() for name in calls}
+
+
+@cache
+def of_a_throw():
+    return set(made("fork", "more", "throw")["1"]) - names()
+
+
+def since_start(process, forks):
+    """How often a process that forks so often makes each call between its start and its end."""
+    around_one = made("fork")["1"][len(start()):]
+    return Counter(around_one * forks + ([] if process == "1" else made("fork")["1.1"]))
 
 
 @cache

@@ -2,12 +2,10 @@
 of one of them does."""
 
 import os
-from dataclasses import dataclass
+from collections import Counter
+from dataclasses import dataclass, field
 from errno import EACCES, ENODEV, ENOENT, ENOTDIR, ESTALE, ETIMEDOUT
 
-from scenarios import ROOT
-
-MANAGER, NULL, ERRORS, CLOSED = "manager", "null", "errors", "closed"
 SEARCHED_ON = (ENOENT, ESTALE, ENOTDIR, ENODEV, ETIMEDOUT)
 
 
@@ -38,8 +36,9 @@ class Became(Exception):
 @dataclass
 class Process:
     name: str
-    out: object  # MANAGER, NULL, ERRORS, CLOSED, or the list of texts in a pipe
-    text: object = None  # what standard input gives; CLOSED
+    open: dict  # where each descriptor leads: to a path, or to the list of texts in a stream
+    made: Counter = field(default_factory=Counter)
+    since_first: Counter = field(default_factory=Counter)  # by those it comes from, too
     serves: bool = False  # below the function that runs in place of a program
     births: int = 0
 
@@ -48,29 +47,32 @@ class Machine:
     def __init__(self, scenario, failure):
         self.scenario = scenario
         self.failure = failure
-        self.counts = {}
-        self.calls = {}
+        self.files = scenario.files()
+        self.calls = {"1": []}
         self.ends = {}
         self.statuses = {}
-        self.texts = []
-        self.errors = "77" if scenario.old_errors else None
+        self.out = []
 
-    def call(self, process, name, subject=None):
+    def call(self, process, name, *subject):
         """Makes a call; returns 0, or the error that it is chosen to fail with."""
-        key = (process.name, name)
-        self.counts[key] = k = self.counts.get(key, 0) + 1
-        if subject is not None:
-            self.calls.setdefault(process.name, []).append((name, subject))
-        return self.failure.error if self.failure and self.failure.hits(*key, k) else 0
+        process.made[name] += 1
+        process.since_first[name] += 1
+        self.calls[process.name].append((name, " ".join(map(str, subject))))
+        return self.failure.error_of(process, name) if self.failure else 0
+
+    def must(self, process, name, *subject):
+        if error := self.call(process, name, *subject):
+            raise CallError(error)
+
+    # --- processes ---
 
     def fork(self, process, body):
         """Runs `body` in a child to its end. Returns the child; raises CallError."""
-        if error := self.call(process, "fork", ""):
-            raise CallError(error)
+        self.must(process, "fork")
         process.births += 1
-        child = Process(f"{process.name}.{process.births}", process.out, process.text,
-                        process.serves)
-        self.calls.setdefault(child.name, [])
+        child = Process(f"{process.name}.{process.births}", dict(process.open), Counter(),
+                        Counter(process.since_first), process.serves)
+        self.calls[child.name] = []
         self.end(child, body)
         return child
 
@@ -79,13 +81,13 @@ class Machine:
         front end, with the last word on standard output."""
         try:
             status = body(process)
+            self.ends[process.name] = f"exited {status}"
         except Became as became:
             self.ends[process.name] = str(became)
-            self.statuses[process.name] = became.status
-            return
+            status = became.status
         except (UserError, CallError, OtherError) as error:
             status = self.caught(process, error)
-        self.ends[process.name] = f"exited {status}"
+            self.ends[process.name] = f"exited {status}"
         self.statuses[process.name] = status
 
     def caught(self, process, error):
@@ -94,34 +96,17 @@ class Machine:
         self.say(process, ("Error" if isinstance(error, OtherError) else str(error)) + "\n")
         return 1
 
-    def say(self, process, text):
-        """One write. What is refused is lost; nobody looks."""
-        if not self.call(process, "write", text):
-            self.put(process.out, text)
-
-    def put(self, out, text):
-        if out == MANAGER:
-            self.texts.append(text)
-        elif out == ERRORS:
-            self.errors = (self.errors or "") + text
-        elif isinstance(out, list):
-            out.append(text)
-
-    def copy(self, process, name, goal):
-        """dup2 onto a closed standard stream: `goal`, or CLOSED when it is refused."""
-        return CLOSED if self.call(process, name) else goal
-
     def wait(self, process, child):
         """The status of a child; raises CallError."""
-        if error := self.call(process, "wait", ""):
-            raise CallError(error)
+        self.must(process, "wait")
         return self.statuses[child.name]
 
     def execute(self, process, name, program):
         """Becomes a program, found through PATH unless the name has a slash. `program` says what
         it does and returns its status. Raises Became or CallError."""
         last = denied = 0
-        for path in [name] if "/" in name else [f"{ROOT}/none/{name}", f"{ROOT}/path/{name}"]:
+        folders = self.scenario.path().split(":")
+        for path in [name] if "/" in name else [f"{folder}/{name}" for folder in folders]:
             error = self.call(process, "execve", path) or self.refusal(path)
             if not error:
                 raise Became(path, program(process))
@@ -134,8 +119,66 @@ class Machine:
 
     def refusal(self, path):
         """Why the kernel itself does not start that file; 0 when it does."""
-        if "/none/" in path or ("/path/" in path and not self.scenario.tools):
+        if path not in self.files and not path.startswith("/bin/"):
             return ENOENT
-        if "/path/" in path:
-            return 0
-        return {"missing": ENOENT, "not executable": EACCES}.get(self.scenario.program, 0)
+        return EACCES if "program not executable" in self.scenario and path in self.files else 0
+
+    # --- descriptors ---
+
+    def lowest(self, process, leads_to):
+        number = next(number for number in range(100) if number not in process.open)
+        process.open[number] = leads_to
+        return number
+
+    def open(self, process, path, exists=True):
+        """A descriptor, or -1."""
+        refused = self.call(process, "open", path) or not exists
+        return -1 if refused else self.lowest(process, path)
+
+    def pipe(self, process):
+        """The read end and the write end; raises CallError."""
+        self.must(process, "pipe")
+        stream = []
+        return self.lowest(process, stream), self.lowest(process, stream)
+
+    def close(self, process, number):
+        """Gives it up, even when it is reported to have failed."""
+        self.call(process, "close", number)
+        process.open.pop(number, None)
+
+    def dup2(self, process, source, target):
+        if not self.call(process, "dup2", source, target) and source in process.open:
+            process.open[target] = process.open[source]
+
+    def replace(self, process, target, source, *closed):
+        """A closed standard stream stays closed when the copy is refused."""
+        for number in (target, *closed):
+            self.close(process, number)
+        self.dup2(process, source, target)
+        self.close(process, source)
+
+    def content(self, process, number):
+        leads_to = process.open.get(number)
+        return "".join(leads_to) if isinstance(leads_to, list) else self.files.get(leads_to, "")
+
+    def drain(self, process, number, chunk):
+        """Reads a text to its end, which an error is too."""
+        text = self.content(process, number)
+        for start in range(0, len(text), chunk):
+            if self.call(process, "read", number):
+                return text[:start]
+        self.call(process, "read", number)
+        return text
+
+    def say(self, process, text):
+        """One write. What is refused is lost; nobody looks."""
+        if not self.call(process, "write", 1, text):
+            self.put(process, text)
+
+    def put(self, process, text):
+        """What is written to standard output comes to where that leads."""
+        leads_to = process.open.get(1)
+        if isinstance(leads_to, list):
+            leads_to.append(text)
+        elif leads_to in self.files:
+            self.files[leads_to] += text

@@ -1,14 +1,12 @@
 """The steps of the program, said once more and plainly: each takes the process that does it and
 says what the host is like afterwards, whichever call fails."""
 
-from errno import ECHILD, EINTR
+from errno import ECHILD, EINTR, ESRCH
+from signal import SIGHUP, SIGPIPE, SIGTERM
 
-from machine import CLOSED, ERRORS, NULL, CallError, Machine, OtherError, UserError
-from scenarios import (
-    PANEL, ROOT, SERVICE_SAYS, TEXTS, errors_file, panel_text, pid_text, program_text,
-)
-
-TERM, HUP, PROBE = 15, 1, 0
+from machine import CallError, Machine, OtherError, Process, UserError
+from observe import Outcome, shortened
+from scenarios import PANEL, ROOT, SERVICE_SAYS
 
 
 class Model(Machine):
@@ -16,81 +14,48 @@ class Model(Machine):
 
     def __init__(self, scenario, failure):
         super().__init__(scenario, failure)
-        self.files = dict(TEXTS)
-        if not scenario.target:
-            self.files.pop("target")
         self.signals = []
 
-    def has(self, path):
-        """Whether a file of the world exists."""
-        one = self.scenario
-        return {"pid": one.pid_file not in ("unnamed", "absent"),
-                "service.conf": one.config == "present", "source": one.source,
-                "server": one.program != "missing",
-                "errors": self.errors is not None}[path]
-
-    def left(self):
-        """The files of the world at the end."""
-        one = self.scenario
-        names = [name for name in ("pid", "service.conf", "source") if self.has(name)]
-        files = {name: self.files.get(name) for name in [*names, "target"]}
-        files["pid"] = self.pid_file_text() if "pid" in names else None
-        left = {f"{ROOT}/{name}": text for name, text in files.items() if text is not None}
-        if one.program != "missing":
-            left[f"{ROOT}/kav/bin/{one.service}"] = program_text(one)
-        if one.panel:
-            left[str(PANEL)] = panel_text(one)
-        return left
-
-    def found(self, process, path, kind):
-        return not self.call(process, "stat", str(path)) and self.has(kind)
+    def found(self, process, path):
+        return not self.call(process, "stat", path) and path in self.files
 
     def load_panel(self, process):
         """Reads the panel configuration to the first failure; nothing depends on it."""
-        if self.call(process, "open", str(PANEL)) or not self.scenario.panel:
-            return
-        self.drain(process, panel_text(self.scenario), 4096)
+        number = self.open(process, PANEL, PANEL in self.files)
+        if number >= 0:
+            self.call(process, "fstat", number)
+            self.drain(process, number, 4096)
+            self.close(process, number)
+
+    def cat(self, path):
+        """cat of a file, or of standard input. It fails when a stream that it needs is closed."""
+
+        def program(process):
+            if 1 not in process.open or not path and 0 not in process.open:
+                return 1
+            self.put(process, self.files[path] if path else self.content(process, 0))
+            return 0
+
+        return program
 
     # --- the pid file ---
 
     def pid_text(self, process):
-        """The pid file's text through cat; empty when there is none."""
+        """The pid file's text through cat; empty when there is none. The read end stays open."""
         path = f"{ROOT}/pid"
-        if self.scenario.pid_file == "unnamed" or not self.found(process, path, "pid"):
+        if self.scenario.pid_file is None or not self.found(process, path):
             return ""
-        if error := self.call(process, "pipe", ""):
-            raise CallError(error)
-        pipe = []
+        read, write = self.pipe(process)
 
-        def cat(child):
-            child.out = self.copy(child, "dup2", pipe)
-            self.execute(child, "cat", self.cat_of(self.pid_file_text()))
+        def capture(child):
+            self.replace(child, 1, write, read)
+            self.execute(child, "cat", self.cat(path))
 
-        child = self.fork(process, cat)
-        text = self.drain(process, "".join(pipe), 1024)
-        status = self.reap(process, child)
-        if status != 0:
+        child = self.fork(process, capture)
+        self.close(process, write)
+        text = self.drain(process, read, 1024)
+        if self.reap(process, child) != 0:
             raise OtherError
-        return text
-
-    def pid_file_text(self):
-        return pid_text(self.scenario, "server")
-
-    def cat_of(self, text):
-        """cat of a file, which fails when it has no standard output."""
-
-        def cat(process):
-            self.put(process.out, text)
-            return 1 if process.out == CLOSED else 0
-
-        return cat
-
-    def drain(self, process, text, chunk):
-        """Reads a text to its end, which an error is too."""
-        for start in range(0, len(text), chunk):
-            if self.call(process, "read", ""):
-                return text[:start]
-        self.call(process, "read", "")
         return text
 
     def reap(self, process, child):
@@ -107,12 +72,20 @@ class Model(Machine):
     def send(self, process, text, signal):
         """Sends the pid that a text begins with a signal, unless it is 0; returns its outcome,
         or None when there is nobody to send it to."""
-        word = text.split()[0] if text.split() else "0"
-        if not word.isdigit() and word != "server" or word == "0":
+        word = (text.split() or ["0"])[0]
+        if word == "0":
             return None
-        error = self.call(process, "kill", "") or (3 if word != "server" else 0)
+        error = self.call(process, "kill") or (0 if word == "server" else ESRCH)
         self.signals.append((word if word == "server" else int(word), signal, -error))
         return error
+
+    def reload(self, process):
+        text = self.pid_text(process)
+        if self.send(process, text, SIGHUP) is None:
+            return
+        self.call(process, "sleep")
+        if self.send(process, text, 0):
+            raise UserError("Service reloading failed")
 
     # --- running programs ---
 
@@ -121,68 +94,52 @@ class Model(Machine):
         return self.wait(process, child)
 
     def service(self, process):
-        self.put(process.out, SERVICE_SAYS + "\n")
-        ends = self.scenario.ends
-        return ends if ends == "killed" else int(ends)
+        self.put(process, SERVICE_SAYS + "\n")
+        return self.scenario.ends
 
     def body(self, process):
         """One run of the service's program and the record of its exit code."""
         one = self.scenario
-        errors = str(errors_file(one))
-        if self.found(process, errors, "errors"):
-            self.remove_errors(process, errors)
-        config = f"{ROOT}/service.conf" if one.config != "unnamed" else ""
-        if one.service == "parse_avstat.pl" and not self.found(process, config, "service.conf"):
+        if self.found(process, one.errors):
+            self.remove(process, one.errors)
+        configuration = f"{ROOT}/service.conf"
+        if one.service == "parse_avstat.pl" and not self.found(
+                process, configuration if configuration in str(one.arguments()) else ""):
             return 0
-        name = f"{ROOT}/kav/bin/{one.service}"
-        child = self.fork(process, lambda child: self.execute(child, name, self.service))
+        child = self.fork(process, lambda child: self.execute(child, one.program, self.service))
         try:
             status = self.wait(process, child)
         except CallError as error:
             raise OtherError from error
         if status == "killed":
-            self.remove_errors(process, errors)
+            self.remove(process, one.errors)
             return 0
-        self.record(process, errors, str(status))
+        self.wait(process, self.fork(process, lambda child: self.record(child, str(status))))
         if status != 0:
             raise UserError("Service failed")
         return 0
 
-    def remove_errors(self, process, path):
+    def remove(self, process, path):
         if not self.call(process, "unlink", path):
-            self.errors = None
+            self.files.pop(path, None)
 
-    def record(self, process, path, code):
-        """cat, from a text and to the errors file."""
+    def record(self, process, code):
+        """Becomes cat, from a text and to the errors file."""
+        read, write = self.pipe(process)
 
-        def recorder(child):
-            if error := self.call(child, "pipe", ""):
-                raise CallError(error)
-            pipe = []
-            self.fork(child, lambda writer: self.writer(writer, pipe, code))
-            child.text = self.copy(child, "dup2", "".join(pipe))
-            child.out = self.open_errors(child, path)
-            self.execute(child, "cat", self.cat_of_input)
+        def writer(child):
+            self.call(child, "rt_sigaction", int(SIGPIPE))
+            self.replace(child, 1, write, read)
+            self.say(child, code)
+            return 0
 
-        self.wait(process, self.fork(process, recorder))
-
-    def writer(self, process, pipe, code):
-        process.out = self.copy(process, "dup2", pipe)
-        self.say(process, code)
-        return 0
-
-    def open_errors(self, process, path):
-        if self.call(process, "open", path):
-            self.call(process, "dup2")
-            return CLOSED
-        self.errors = ""
-        return self.copy(process, "dup2", ERRORS)
-
-    def cat_of_input(self, process):
-        if CLOSED in (process.text, process.out):
-            return 1
-        self.put(process.out, process.text)
-        return 0
+        self.fork(process, writer)
+        self.replace(process, 0, read, write)
+        number = self.open(process, self.scenario.errors)
+        if number >= 0:
+            self.files[self.scenario.errors] = ""
+        self.replace(process, 1, number)
+        self.execute(process, "cat", self.cat(None))
 
     # --- the daemon ---
 
@@ -198,19 +155,93 @@ class Model(Machine):
             raise UserError("Unable to run as daemon") from error
 
     def leader(self, process):
-        self.call(process, "setsid", "")
+        self.call(process, "setsid")
+        self.call(process, "rt_sigaction", int(SIGHUP))
         self.fork_away(process, self.detached)
         return 0
 
     def detached(self, process):
-        null = not self.call(process, "open", "/dev/null")
-        for stream in ("in", "out", "err"):
-            copied = not self.call(process, "dup2") and null
-            if stream == "out" and copied:
-                process.out = NULL
+        null = self.open(process, "/dev/null")
+        for stream in (0, 1, 2):
+            self.dup2(process, null, stream)
+        if null > 2:
+            self.close(process, null)
         self.fork(process, self.serve)
         return 0
 
     def serve(self, process):
         process.serves = True
         return self.body(process)
+
+    # --- the commands ---
+
+    def preamble(self, process):
+        """What comes before every command: the command line, then the panel configuration."""
+        if "unknown option" in self.scenario:
+            raise UserError("Unknown option '--bogus'")
+        if "no file named" in self.scenario:
+            raise UserError("Requires long option '--file'")
+        self.load_panel(process)
+
+    def command(self, process):
+        """The one that the scenario names. Returns the exit status."""
+        if self.scenario.command in ("empty command line", "help", "short help"):
+            return 0
+        self.preamble(process)
+        command = getattr(self, self.scenario.command.replace("-", "_"))
+        return command(process) or 0
+
+    def delete_file(self, process):
+        self.remove(process, f"{ROOT}/source")
+
+    def check_install(self, process):
+        if not self.found(process, f"{ROOT}/kav/bin/aveserver"):
+            raise UserError("Kaspersky Anti-Virus server is not installed")
+        self.say(process, "Kaspersky Anti-Virus server is installed\n")
+
+    def start_service(self, process):
+        if self.pid_text(process):
+            raise UserError("Service is running already")
+        return self.daemon(process) if self.scenario.daemon() else self.body(process)
+
+    def service_started(self, process):
+        if not self.pid_text(process):
+            raise UserError("Service is not running")
+        self.say(process, "Service is started\n")
+
+    def kill_service(self, process):
+        if not self.pid_text(process):
+            raise UserError("Service is stopped already")
+        self.send(process, self.pid_text(process), SIGTERM)
+
+    def restart_service(self, process):
+        running = self.pid_text(process)
+        if running and self.scenario.service == "aveserver":
+            return self.reload(process)
+        if running:
+            self.send(process, self.pid_text(process), SIGTERM)
+        return self.daemon(process)
+
+    def config_file_content(self, process):
+        if self.found(process, f"{ROOT}/source"):
+            self.run(process, "cat", self.cat(f"{ROOT}/source"))
+
+    def save_to_config_file(self, process):
+        source, target = f"{ROOT}/source", f"{ROOT}/target"
+
+        def copy(_process):
+            if source not in self.files:
+                return 1
+            self.files[target] = self.files[source]
+            return 0
+
+        self.run(process, "cp", copy)
+        self.run(process, "chown", lambda _process: 0)
+
+
+def expected(scenario, failure=None):
+    """The outcome of the scenario with that failure."""
+    model = Model(scenario, failure)
+    model.end(Process("1", {0: "/dev/null", 1: model.out, 2: []}), model.command)
+    return Outcome(model.ends, shortened(model.calls), sorted("".join(model.out).splitlines()),
+                   model.files, model.signals)

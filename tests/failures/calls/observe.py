@@ -1,28 +1,23 @@
 """One run of the program under fail_call, and what it left."""
 
-import re
 import signal
+from collections import Counter
 from dataclasses import dataclass
 
 import library
 import world
-from scenarios import ROOT, STALE, arguments, errors_file
-
-# The calls that the model knows one by one. The others only prepare, or give things back.
-MODELLED = {"execve", "fork", "kill", "open", "pipe", "read", "setsid", "sleep", "stat", "unlink",
-            "wait", "write"}
+from failures import ERRORS, MEMORY
+from scenarios import STALE
 
 
 @dataclass
 class Outcome:
-    """How the processes ended, by name, the modelled calls of each in order, and what is left.
-    The lines of standard output are sorted: two processes that write at the same time have no
-    order."""
+    """How the processes ended, by name, the calls of each in order, and what is left. The lines of
+    standard output are sorted: two processes that write at the same time have no order."""
 
     ends: dict
     calls: dict
     lines: list
-    errors: str | None
     files: dict
     signals: list
 
@@ -32,79 +27,59 @@ class Observation:
     outcome: Outcome
     calls: list  # every call, as world.Call
     start: int  # so many of them are the C library's, before main
-    before: dict  # the files before the run
-    errors_before: str | None  # the text of the errors file before it
-    err: str  # what our own processes wrote to standard error
 
 
-def subject(call):
-    """What a modelled call acts on, without numbers that only order of opening decides."""
-    if call.name == "write":
-        return call.subject.split(" ", 1)[1]
-    return call.subject if call.name in ("execve", "open", "stat", "unlink") else ""
+# The calls that the model knows one by one; the others are the C library's.
+MODELLED = set(ERRORS) - set(MEMORY) | {"rt_sigaction"}
 
 
-def modelled(calls, ends):
-    by_process = {process: [] for process in ends}
+def of_library(calls, process):
+    """How often a process makes each of the C library's calls; and forks."""
+    return Counter(call.name for call in calls if call.process == process
+                   and (call.name not in MODELLED or call.name == "fork"))
+
+
+def of_program(calls, ends):
+    """The other calls of each process, in order. The execve that succeeded never returned: it is
+    noted as what the process became."""
+    made = {process: [] for process in ends}
     for call in calls:
         if call.name in MODELLED:
-            by_process[call.process].append((call.name, subject(call)))
-    return {process: once(with_program(made, ends[process]))
-            for process, made in by_process.items()}
+            made[call.process].append((call.name, call.subject if call.name != "kill" else ""))
+    for process, end in ends.items():
+        if end.startswith("became "):
+            made[process].append(("execve", end.removeprefix("became ")))
+    return made
 
 
-def once(made):
-    """A text is read in as many pieces as the C library likes: reads in a row count as one."""
-    return [call for call, before in zip(made, [None, *made])
-            if call != before or call[0] != "read"]
+def shortened(calls):
+    """A text is read in as many pieces as the C library likes: reads in a row count as two."""
+    return {process: [call for at, call in enumerate(made)
+                      if call[0] != "read" or made[max(at - 2, 0):at] != [call, call]]
+            for process, made in calls.items()}
 
 
-def with_program(made, end):
-    """The execve that succeeded never returned, and is noted as what the process became."""
-    became = re.fullmatch(r"became (.*)", end)
-    return made + [("execve", became[1])] if became else made
-
-
-def signals(calls, server):
+def signals(calls):
     """The signals as ("server", or the process number; signal; 0 or the error)."""
     sent = []
     for call in calls:
         if call.name == "kill":
             pid, number = map(int, call.subject.split())
-            sent.append(("server" if pid == server else pid, number, call.result))
+            sent.append(("server" if pid == world.server.pid else pid, number, call.result))
     return sent
 
 
 def run(scenario, failure=None):
     """Runs the scenario once, in fresh files, with one failure or none. When it returns no
     process is left but the server."""
-    world.SERVER.ensure()
-    server = world.SERVER.pid
-    world.make_files(scenario, server)
-    before = files_of(scenario, server)
-    target = {"live": server, "stale": STALE}.get(scenario.pid_file, 0)
-    calls, ends = world.traced(failure, target, world.PROGRAM, *arguments(scenario))
-    sent = signals(calls, server)
-    world.SERVER.settle(("server", signal.SIGTERM, 0) in sent)
-    files, errors = files_of(scenario, server)
+    world.server.ensure()
+    world.make(scenario)
+    target = {"live": world.server.pid, "stale": STALE}.get(scenario.pid_file, 0)
+    calls, ends = world.traced(failure, target, world.PROGRAM, *scenario.arguments(),
+                               path=scenario.path())
+    sent, files = signals(calls), world.snapshot()
+    lines = sorted(world.text_of(world.OUT).splitlines())
+    world.server.settle(("server", signal.SIGTERM, 0) in sent)
     start = library.length_of_start(calls)
-    outcome = Outcome(ends=ends, calls=modelled(calls[start:], ends),
-                      lines=sorted(world.text_of(world.OUT).splitlines()),
-                      errors=errors, files=files, signals=sent)
-    return Observation(outcome, calls, start, *before, standard_error(calls))
-
-
-def files_of(scenario, server):
-    """Every file but the errors file, with "server" for its process number, and the text of the
-    errors file."""
-    files = world.snapshot()
-    pid = f"{ROOT}/pid"
-    if scenario.pid_file == "live" and files.get(pid) == f"{server}\n":
-        files[pid] = "server\n"
-    errors = files.pop(str(errors_file(scenario)), None)
-    return files, errors
-
-
-def standard_error(calls):
-    return "".join(subject(call) for call in calls
-                   if call.name == "write" and call.subject.startswith("2 "))
+    outcome = Outcome(ends, shortened(of_program(calls[start:], ends)), lines, files, sent)
+    return Observation(outcome, calls, start)

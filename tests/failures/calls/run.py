@@ -1,141 +1,99 @@
 """Runs the fault matrix in parallel workers, each in a private root of its own, and sums it up.
 
-    run.py [--quick | --scenario NAME] [--workers N]
+    run.py [--quick | --scenario NAME | --docs] [--workers N]
 
-AVMANAGER, FAIL_CALL and ONE_LINE name the program, the tracer and the program of one line. Exits
-with 1 on a violation, and with 77, the skip of ctest, where the machine allows no private root.
+AVMANAGER, FAIL_CALL and ONE_LINE name the program, the tracer and the program of few lines. Exits
+with 1 on a violation, or when docs/reliability.md has other sums, and with 77, the skip of ctest,
+where the machine allows no private root.
 
 The modules, in an order in which each imports earlier ones only: scenarios; world, library,
-failures, observe (the run); machine, model, commands (the expected outcome); listed, compare (the
+failures, observe (the run); machine, model (the expected outcome); listed, compare (the
 comparison); matrix (a worker), run.
 """
 
 import argparse
 import json
 import os
-import queue
+import re
 import shlex
 import subprocess
 import sys
-import threading
-import time
+from collections import Counter
 from pathlib import Path
 
-from listed import missing_in_document
-from scenarios import SCENARIOS
+from scenarios import NAMES
 
 HERE = Path(__file__).resolve().parent
 PRIVATE_ROOT = HERE.parents[1] / "support/private_root"
+PAGE = HERE.parents[2] / "docs/reliability.md"
 KINDS = ("as without", "a line", "an end", "less done", "violation")
-EVERY, REPEATS = 11, 2  # of the quick selection: every EVERY-th, beside the decisive calls
-SKIPPED = 77
+EVERY = 11  # of the quick selection: every EVERY-th, beside the decisive calls
+ALL, LIBRARY = f"all {len(NAMES)}", "the C library's own"
 
 
-def start(worker, workers, every, scenario):
-    return subprocess.Popen(
-        [PRIVATE_ROOT, sys.executable, "-B", HERE / "matrix.py",
-         *map(str, (worker, workers, every, REPEATS)), *([scenario] if scenario else [])],
-        stdout=subprocess.PIPE, text=True)
+def row(name, cells):
+    return f"| {name:<85} | " + " | ".join(f"{cell:>10}" for cell in cells) + " |"
 
 
-def read(worker, lines):
-    """Passes on what a worker prints, and then its end."""
-    for line in worker.stdout:
-        lines.put(line)
-    lines.put(worker.wait())
+def in_page(name, cells):
+    return "| " + " | ".join(map(str, [name, *cells])) + " |"
 
 
-class Progress:
-    """How much is done, and how long the rest takes: on a terminal in one line that changes, and
-    else a line for every tenth."""
-
-    def __init__(self, workers):
-        self.missing = workers  # whose totals have not come yet
-        self.done = self.total = self.shown = 0
-        self.start = time.monotonic()
-
-    def add_total(self, count):
-        self.missing -= 1
-        self.total += count
-        self.start = time.monotonic()
-
-    def step(self):
-        self.done += 1
-        tty = sys.stdout.isatty()
-        part = self.done * (200 if tty else 10) // max(self.total, 1)
-        if self.missing or part == self.shown:
-            return
-        self.shown = part
-        left = (time.monotonic() - self.start) / self.done * (self.total - self.done)
-        line = f"{self.done} / {self.total} failures, {left:.0f} s left"
-        print(f"\r{line}  " if tty else line, end="" if tty else "\n", flush=True)
+def counts(tally, name):
+    by_kind = [tally[name, kind] for kind in KINDS]
+    return [sum(by_kind), *by_kind]
 
 
-def collect(workers, lines):
-    """The reports of all workers, and their exit statuses."""
-    progress = Progress(workers)
-    reports, statuses = [], []
-    while len(statuses) < workers:
-        line = lines.get()
-        if isinstance(line, int):
-            statuses.append(line)
-        elif not line.startswith("{"):
-            print(line, end="")
-        else:
-            event = json.loads(line)
-            if "total" in event:
-                progress.add_total(event["total"])
-            elif "done" in event:
-                progress.step()
-            else:
-                reports.append(event)
-    print()
-    return reports, statuses
+def next_report(worker):
+    """What a worker prints of its next scenario; ends as the worker does when that is nothing."""
+    line = worker.stdout.readline()
+    if line.startswith("{"):
+        return json.loads(line)
+    print(line, end="")
+    sys.exit(worker.wait() or 1)
 
 
-def merge(reports):
-    """The counts of each scenario by kind, in order, and then those of the C library's own calls
-    in all of them; and the violations."""
-    counts, of_library = {}, dict.fromkeys(KINDS, 0)
-    violations = []
-    for report in reports:
-        one = counts.setdefault(report["scenario"], dict.fromkeys(KINDS, 0))
-        for ours, kind in report["kinds"]:
-            (one if ours else of_library)[kind] += 1
-        violations += [(report["scenario"], *violation) for violation in report["violations"]]
-    return counts, of_library, violations
-
-
-def row(cells):
-    return "| " + " | ".join(map(str, cells)) + " |"
-
-
-def table(counts, of_library):
-    """The summary, in Markdown."""
-    sums = {kind: sum(one[kind] for one in counts.values()) for kind in KINDS}
-    named = [*counts.items(), (f"all {len(counts)}", sums), ("the C library's own", of_library)]
-    return "\n".join([row(["Scenario", "Failures", *KINDS]),
-                      row(["---", *["--:"] * (len(KINDS) + 1)]),
-                      *(row([name, sum(one.values()), *one.values()]) for name, one in named), ""])
-
-
-def report(violations):
-    """What is wrong, and how each scenario with a violation is run again alone."""
-    for scenario, failure, text in dict.fromkeys(violations):
+def show_violations(scenario, reports):
+    """What is wrong, and the command that runs the scenario alone."""
+    found = dict.fromkeys(tuple(text) for report in reports for text in report["violations"])
+    for failure, text in found:
         print(f"VIOLATION in {scenario}: {failure}: {text}")
-    names = ("AVMANAGER_BUILD", "AVMANAGER", "FAIL_CALL", "ONE_LINE")
-    again = [*(f"{name}={shlex.quote(os.environ[name])}" for name in names if name in os.environ),
-             sys.executable, "-B", shlex.quote(str(HERE / "run.py")), "--scenario"]
-    for scenario in dict.fromkeys(scenario for scenario, _, _ in violations):
-        print("Run again:", *again, shlex.quote(scenario))
+    if found:
+        names = ("AVMANAGER_BUILD", "AVMANAGER", "FAIL_CALL", "ONE_LINE")
+        given = [f"{name}={os.environ[name]}" for name in names if name in os.environ]
+        print("Run again:", shlex.join([*given, sys.executable, "-B", str(HERE / "run.py"),
+                                        "--scenario", scenario]))
+
+
+def run(names, every, count):
+    """Prints a row for each scenario as soon as it is done, and two of all. Returns whether nothing
+    is wrong, how many failures of own calls there are, tried or not, and the cells of the two."""
+    workers = [subprocess.Popen([PRIVATE_ROOT, sys.executable, "-B", HERE / "matrix.py",
+                                 *map(str, (number, count, every)), *names],
+                                stdout=subprocess.PIPE, text=True) for number in range(count)]
+    print(row("Scenario", ["Failures", *KINDS]), row("---", ["--:"] * 6), sep="\n", flush=True)
+    tally, own = Counter(), 0
+    for name in names:
+        reports = [next_report(worker) for worker in workers]
+        for ours, kind in (one for report in reports for one in report["kinds"]):
+            for whose in (name, ALL) if ours else (LIBRARY,):
+                tally[whose, kind] += 1
+        own += reports[0]["own"]
+        print(row(name, counts(tally, name)), flush=True)
+        show_violations(name, reports)
+        tally["wrong"] += sum(len(report["violations"]) for report in reports)
+    sums = {name: counts(tally, name) for name in (ALL, LIBRARY)}
+    print(*(row(name, cells) for name, cells in sums.items()), sep="\n")
+    return tally["wrong"] == 0 and not any([worker.wait() for worker in workers]), own, sums
 
 
 def arguments():
     options = argparse.ArgumentParser("faults", description=__doc__.splitlines()[0])
     what = options.add_mutually_exclusive_group()
     what.add_argument("--quick", action="store_true", help="a selection of it")
-    what.add_argument("--scenario", choices=[one.name for one in SCENARIOS], metavar="NAME",
-                      help="only that scenario")
+    what.add_argument("--scenario", choices=NAMES, metavar="NAME", help="only that scenario")
+    what.add_argument("--docs", action="store_true",
+                      help="write the sums into docs/reliability.md, if nothing is wrong")
     options.add_argument("--workers", type=int, default=2)
     chosen = options.parse_args()
     if chosen.workers < 1:
@@ -145,20 +103,17 @@ def arguments():
 
 def main():
     chosen = arguments()
-    if missing := missing_in_document():
-        print("Not in docs/messages.md:", *missing, sep="\n")
+    names = [chosen.scenario] if chosen.scenario else NAMES
+    right, own, sums = run(names, EVERY if chosen.quick else 1, chosen.workers)
+    page = PAGE.read_text("utf-8")
+    said = in_page(ALL, [own] if chosen.quick else sums[ALL])
+    if right and chosen.docs:
+        PAGE.write_text(re.sub(rf"^\| ({ALL}|{LIBRARY}) \|.*$",
+                               lambda old: in_page(old[1], sums[old[1]]), page, flags=re.M), "utf-8")
+    elif right and not chosen.scenario and said not in page:
+        print("Not in docs/reliability.md:", said)
         return 1
-    lines = queue.Queue()
-    for number in range(chosen.workers):
-        worker = start(number, chosen.workers, EVERY if chosen.quick else 1, chosen.scenario)
-        threading.Thread(target=read, args=(worker, lines), daemon=True).start()
-    reports, statuses = collect(chosen.workers, lines)
-    if SKIPPED in statuses:
-        return SKIPPED
-    counts, of_library, violations = merge(reports)
-    print(table(counts, of_library))
-    report(violations)
-    return 1 if violations or any(statuses) or not reports else 0
+    return 0 if right else 1
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-"""The host that the program sees, remade for every run, and what a run left of it.
+"""The host that the program sees, remade for every run.
 
 Works only as the first process of a process namespace with an /etc and a /tmp of its own
 (tests/support/private_root): every process that a run leaves behind becomes a child of this one,
@@ -9,9 +9,9 @@ import os
 import signal
 from dataclasses import dataclass
 from pathlib import Path
-from urllib.parse import unquote_to_bytes
+from urllib.parse import unquote
 
-from scenarios import PANEL, ROOT, TEXTS, errors_file, panel_text, pid_text, program_text
+from scenarios import PANEL, ROOT, SERVER
 
 PROGRAM = os.environ["AVMANAGER"]
 FAIL_CALL = os.environ["FAIL_CALL"]
@@ -36,94 +36,66 @@ class Call:
     chosen: bool = False  # it was made to fail
 
 
-def make_programs(scenario):
-    """Everything that stays the same between the runs of a scenario."""
-    os.system(f"rm -rf {ROOT} /tmp/zrckav_*")
-    for folder in ("path", "none", "kav/bin", "kav/proc_avstat"):
-        (ROOT / folder).mkdir(parents=True)
-    for tool in ("cat", "cp", "chown") if scenario.tools else ():
-        (ROOT / "path" / tool).symlink_to(f"/bin/{tool}")
-    if scenario.program != "missing":
-        program = ROOT / "kav/bin" / scenario.service
-        program.write_text(program_text(scenario))
-        program.chmod(0o644 if scenario.program == "not executable" else 0o755)
-
-
-def write(path, text):
-    """A file with that text, or none."""
-    if text is None:
-        path.unlink(missing_ok=True)
-    else:
-        path.write_text(text)
-
-
-def make_files(scenario, server):
-    """What a run may change."""
-    absent = scenario.pid_file in ("unnamed", "absent")
-    write(ROOT / "pid", None if absent else pid_text(scenario, server))
-    write(ROOT / "service.conf",
-          TEXTS["service.conf"] if scenario.config == "present" else None)
-    write(ROOT / "source", TEXTS["source"] if scenario.source else None)
-    write(ROOT / "target", TEXTS["target"] if scenario.target else None)
-    write(errors_file(scenario), "77" if scenario.old_errors else None)
-    write(PANEL, panel_text(scenario))
-
-
 def text_of(path):
     """A file byte for byte: each is a character."""
     return path.read_bytes().decode("latin-1")
 
 
 def snapshot():
-    """Every file below /tmp and beside the panel configuration, but those that the test itself
-    keeps: a file of a name that nobody thought of is seen, too. A clone or a build below /tmp is
-    a mount of its own and no part of this world."""
+    """The text of every file below /tmp and beside the panel configuration, but of those that the
+    test itself keeps: a file of a name that nobody thought of is seen, too. A clone or a build
+    below /tmp is a mount of its own and no part of this world."""
     found = []
-    for top in (OUT.parent, PANEL.parent):
+    for top in ("/tmp", os.path.dirname(PANEL)):
         for folder, folders, names in os.walk(top):
-            inside = [Path(folder, name) for name in folders]
-            folders[:] = [path.name for path in inside
-                          if path != ROOT / "path" and not path.is_mount()]
+            folders[:] = [name for name in folders if not os.path.ismount(f"{folder}/{name}")]
             found += [Path(folder, name) for name in names]
-    return {str(path): text_of(path) for path in sorted(found)
-            if path not in (OUT, ERR, LOG) and path.is_file()}
+    texts = {str(path): text_of(path) for path in sorted(found)
+             if path not in (OUT, ERR, LOG) and path.is_file()}
+    if texts.get(f"{ROOT}/pid") == f"{server.pid}\n":
+        texts[f"{ROOT}/pid"] = SERVER
+    return texts
+
+
+def make(scenario):
+    """The files of a scenario, and no others."""
+    for path in snapshot():
+        os.unlink(path)
+    for path, text in scenario.files().items():
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        Path(path).write_text(f"{server.pid}\n" if text == SERVER else text)
+        if path == scenario.program and "program not executable" not in scenario:
+            os.chmod(path, 0o755)
 
 
 class Server:
     """The process in a live pid file. It ignores SIGHUP and ends on SIGTERM."""
 
     pid = 0
+    running = False
 
     def ensure(self):
-        if self.pid == 0:
+        if not self.running:
             signal.signal(signal.SIGHUP, signal.SIG_IGN)
             self.pid = os.posix_spawn("/bin/sleep", ["sleep", "100000"], {})
+            self.running = True
             signal.signal(signal.SIGHUP, signal.SIG_DFL)
 
     def settle(self, told):
         """After a run: its end, which comes when it was told and at no other time."""
-        if told and self.pid != 0:
+        if told and self.running:
             os.waitpid(self.pid, 0)
-            self.pid = 0
-        if told != (self.pid == 0):
+            self.running = False
+        if told == self.running:
             raise Astray("the server ended without a signal")
 
 
-SERVER = Server()
+server = Server()
 
 
-def children():
-    return {int(pid) for pid in Path("/proc/1/task/1/children").read_text().split()}
-
-
-def end_everything():
-    """After an overdue run: ends every other process of this namespace, which is ours alone."""
-    own = {os.getpid(), SERVER.pid}
-    for entry in Path("/proc").iterdir():
-        if entry.name.isdigit() and int(entry.name) not in own:
-            os.kill(int(entry.name), signal.SIGKILL)
-    while children() - {SERVER.pid}:
-        os.waitpid(-1, 0)
+def others():
+    """The children of this process, the server apart."""
+    return {int(pid) for pid in Path("/proc/1/task/1/children").read_text().split()} - {server.pid}
 
 
 def overdue(_signal, _frame):
@@ -131,37 +103,38 @@ def overdue(_signal, _frame):
 
 
 def wait_for_all(first):
-    """Waits until no process is left but the server. Returns the exit status of `first`."""
+    """Waits until no process is left but the server. Returns the exit status of `first`. After an
+    overdue run it ends every other process of this namespace, which is ours alone."""
     ended = None
     signal.signal(signal.SIGALRM, overdue)
     signal.alarm(BOUND)
     try:
-        while children() - {SERVER.pid}:
+        while others():
             pid, status = os.waitpid(-1, 0)
             if pid == first:
                 ended = os.waitstatus_to_exitcode(status)
-            elif pid == SERVER.pid:
-                SERVER.pid = 0
+            elif pid == server.pid:
+                server.running = False
     except Astray:
-        end_everything()
+        for entry in os.listdir("/proc"):
+            if entry.isdigit() and int(entry) not in (os.getpid(), server.pid):
+                os.kill(int(entry), signal.SIGKILL)
+        while others():
+            os.waitpid(-1, 0)
         raise
     finally:
         signal.alarm(0)
     return ended
 
 
-def spawn(argv):
-    env = {"PATH": f"{ROOT}/none:{ROOT}/path", "LC_ALL": "C"}
+def spawn(argv, path="/nowhere:/bin"):
     flags = os.O_WRONLY | os.O_CREAT | os.O_TRUNC | os.O_APPEND
-    return os.posix_spawn(argv[0], argv, env, setsigdef=[signal.SIGPIPE], file_actions=[
-        (os.POSIX_SPAWN_OPEN, 0, "/dev/null", os.O_RDONLY, 0),
-        (os.POSIX_SPAWN_OPEN, 1, OUT, flags, 0o644),
-        (os.POSIX_SPAWN_OPEN, 2, ERR, flags, 0o644),
-    ])
-
-
-def readable(subject):
-    return unquote_to_bytes(subject).decode("latin-1")
+    return os.posix_spawn(
+        argv[0], argv, {"PATH": path, "LC_ALL": "C"}, setsigdef=[signal.SIGPIPE], file_actions=[
+            (os.POSIX_SPAWN_OPEN, 0, "/dev/null", os.O_RDONLY, 0),
+            (os.POSIX_SPAWN_OPEN, 1, OUT, flags, 0o644),
+            (os.POSIX_SPAWN_OPEN, 2, ERR, flags, 0o644),
+        ])
 
 
 def parse(log):
@@ -169,21 +142,21 @@ def parse(log):
     "died N", "became PATH")."""
     calls, ends = [], {}
     for line in log.splitlines():
-        process, event, *rest = line.split(" ", 4)
+        process, event, *rest = (unquote(word, "latin-1") for word in line.split(" ", 4))
         if event in ("became", "exited", "died"):
-            ends[process] = readable(f"{event} {' '.join(rest)}")
+            ends[process] = f"{event} {rest[0]}"
         else:
-            k, result, *on = rest
-            calls.append(Call(process, event, int(k), int(result.lstrip("!")),
-                              readable("".join(on)), result.startswith("!")))
+            k, result, subject = rest
+            calls.append(Call(process, event, int(k), int(result.lstrip("!")), subject,
+                              result.startswith("!")))
     return calls, ends
 
 
-def traced(failure, target, *program):
+def traced(failure, target, *program, path=""):
     """The calls of a program and the ends of its processes, with one failure or none. Signals
     reach the process `target` only. No process is left then but the server."""
     fail = failure.options() if failure else []
-    status = wait_for_all(spawn([FAIL_CALL, LOG, str(target), *fail, *program]))
+    status = wait_for_all(spawn([FAIL_CALL, LOG, str(target), *fail, *program], path))
     if status != 0:
         raise Astray(f"fail_call ended with {status}")
     return parse(LOG.read_text())
