@@ -1,11 +1,14 @@
-"""Each configuration file of a tool is one that something obeys."""
+"""Each configuration file of a tool is one that something obeys, and no file is too long to be read
+in one go. The length of functions is clang-tidy's."""
 
 import configparser
 import json
 import re
 import subprocess
 
-from project import PRODUCT, ROOT, name, sources, tracked
+import pytest
+
+from project import CXX, PRODUCT, ROOT, name, sources, tracked
 
 
 def test_clang_format_agrees():
@@ -24,6 +27,15 @@ def test_shellcheck_agrees_with_scripts_that_can_be_called():
     assert (checked.returncode, checked.stdout) == (0, "")
     assert [name(path) for path in scripts if path.read_bytes()[:2] == b"#!"
             and not path.stat().st_mode & 0o111] == []
+
+
+@pytest.mark.parametrize("longest, is_test", [(250, False), (400, True)])
+def test_no_file_of_code_is_too_long(longest, is_test):
+    """A table of a test's rows is one thing to read."""
+    code = [path for path in tracked() if name(path).startswith("tests/") == is_test
+            and (path.suffix in (*CXX, ".c", ".py") or path.read_bytes()[:2] == b"#!")]
+    assert len(code) > 50
+    assert [name(path) for path in code if path.read_text().count("\n") > longest] == []
 
 
 def texts():
