@@ -29,44 +29,62 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <iostream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/support/escaped.h"
-#include "tests/support/probe_report.h"
 
 namespace {
 
-using probe::linkTarget;
 using test::escaped;
 using Words = std::vector<std::string>;
 
-void writeBytes(long long count) {
-    const std::string block(4096, 'x');
-    while (count > 0) {
-        const auto length = static_cast<std::size_t>(count < 4096 ? count : 4096);
-        const ssize_t written = ::write(STDOUT_FILENO, block.data(), length);
-        if (written < 0) {
-            std::exit(1);
-        }
-        count -= written;
-    }
+// Empty when it cannot be read.
+std::string linkTarget(const std::string& path) {
+    std::error_code ignored;
+    return std::filesystem::read_symlink(path, ignored).string();
 }
 
-long long countInput() {
-    long long count = 0;
-    char chunk[4096];
-    for (ssize_t length = 0; (length = ::read(STDIN_FILENO, chunk, sizeof chunk)) > 0;) {
-        count += length;
+// The report, with the descriptors first: whatever is opened later is not inherited.
+std::string describe(char** argv) {
+    std::ostringstream report;
+    for (int number = 0; number < 1024; ++number) {
+        if (::fcntl(number, F_GETFD) >= 0) {
+            report << "fd " << number << ' '
+                   << escaped(linkTarget("/proc/self/fd/" + std::to_string(number))) << '\n';
+        }
     }
-    return count;
+    for (char** argument = argv; *argument != nullptr; ++argument) {
+        report << "argv " << escaped(*argument) << '\n';
+    }
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        report << "env " << escaped(*variable) << '\n';
+    }
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    report << "pid " << ::getpid() << "\nppid " << ::getppid() << "\npgid " << ::getpgrp()
+           << "\nsid " << ::getsid(0) << "\nuid " << ::getuid() << "\numask " << std::oct
+           << mask << std::dec << "\ncwd " << escaped(linkTarget("/proc/self/cwd")) << '\n';
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("SigIgn:")) {
+            report << "ignored " << line.substr(8) << '\n';
+        } else if (line.starts_with("SigBlk:")) {
+            report << "blocked " << line.substr(8) << '\n';
+        }
+    }
+    return report.str();
 }
 
 std::string fileToRemove;
@@ -116,12 +134,16 @@ void act(const Words& words, char** argv, const std::string& report) {
     } else if (verb == "stop") {
         ::raise(SIGSTOP);
     } else if (verb == "write") {
-        writeBytes(std::atoll(words.at(1).c_str()));
+        say(stdout, std::string(std::stoul(words.at(1)), 'x'));
+        if (std::ferror(stdout) != 0) {
+            std::exit(1);
+        }
     } else if (verb == "both") {
         say(stdout, words.at(1) + "\n");
         say(stderr, words.at(2) + "\n");
     } else if (verb == "count") {
-        say(stdout, std::to_string(countInput()));
+        const std::istreambuf_iterator<char> input(std::cin);
+        say(stdout, std::to_string(std::distance(input, {})));
     } else if (verb == "sleep") {
         ::usleep(static_cast<useconds_t>(std::atof(words.at(1).c_str()) * 1e6));
     } else if (verb == "serve") {
@@ -135,16 +157,15 @@ void act(const Words& words, char** argv, const std::string& report) {
     }
 }
 
-std::string directoryOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
-
 // The nearest directory `record` above this program's own place.
 std::string findRecord() {
-    std::string directory = directoryOf(linkTarget("/proc/self/exe"));
-    while (!directory.empty()) {
-        if (::access((directory + "/record").c_str(), F_OK) == 0) {
-            return directory + "/record";
+    const std::filesystem::path place = linkTarget("/proc/self/exe");
+    std::error_code ignored;
+    for (auto above = place.parent_path(); above.has_relative_path();
+         above = above.parent_path()) {
+        if (std::filesystem::exists(above / "record", ignored)) {
+            return above / "record";
         }
-        directory = directoryOf(directory);
     }
     std::fprintf(stderr, "probe: no record directory\n");
     std::exit(125);
@@ -191,7 +212,7 @@ void standIn(const std::string& name, char** argv, const std::string& report) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const std::string report = probe::describe(argv, probe::describeDescriptors());
+    const std::string report = describe(argv);
     const char* const slash = std::strrchr(argv[0], '/');
     const std::string name = slash == nullptr ? argv[0] : slash + 1;
     if (name != "probe") {
