@@ -123,25 +123,3 @@ if SYSTEMD:
         start = started()
         unit(panel, f"systemd-run --scope --quiet --collect {start['script']}")
         assert lives(panel)
-
-    def test_a_scope_of_its_own_keeps_a_real_server(panel, tmp_path):
-        """Its files lie in /tmp: Debian's AppArmor profile keeps clamd out of the panel's folder."""
-        if not shutil.which("clamdscan"):
-            pytest.skip("clamd is not installed")
-        service = panel / "bin" / SERVICE
-        service.unlink()
-        service.symlink_to("/usr/sbin/clamd")
-        (tmp_path / "test.ndb").write_text("test:0:*:746573742d7061747465726e\n")
-        conf = tmp_path / "conf"
-        conf.write_text(f"LocalSocket {tmp_path}/socket\nPidFile {tmp_path}/pid\n"
-                        f"DatabaseDirectory {tmp_path}\n")
-        options = f'"--kav-dir=$PWD" --service={SERVICE} --service-pidfile={tmp_path}/pid'
-        ask = f"clamdscan --config-file={conf} --ping"
-        try:
-            unit(panel, "systemd-run --scope --quiet --collect "
-                        f"avmanager --start-service {options} --config-file={conf} && {ask}=30")
-            assert unit(panel, f"{ask}=1") == "PONG\n"
-        finally:
-            unit(panel, f"avmanager --kill-service {options}")
-        wait_until(lambda: not (tmp_path / "socket").exists(), "the server's end")
-        wait_until(lambda: ERRORS.exists() and ERRORS.read_text() == "0", "the errors file")

@@ -36,16 +36,6 @@ def test_a_service_name_may_lead_out_of_the_server_tree(host):
     assert host.report("elsewhere").argv == [f"{host.kav}/bin/../../elsewhere"]
 
 
-def test_a_file_name_may_be_an_option_of_the_tool(host):
-    """Nothing separates options from names, so a relative name that begins with - is taken for
-    one."""
-    host.file("--version", "text")
-    result = host.run("--config-file-content", "--file=--version",
-                      prepare=lambda: os.chdir(host.dir))
-    assert b"text" not in result.out
-    assert b"cat" in result.out
-
-
 def test_any_file_that_root_may_read_can_be_copied(host):
     secret = host.file("secret", "secret")
     secret.chmod(0)
