@@ -2,14 +2,12 @@
 
 import os
 import subprocess
-from contextlib import contextmanager
-from pathlib import Path
+from contextlib import contextmanager, suppress
 
 import pytest
 
 from host import BOUND
 
-PAGE = 4096
 # Somebody who is not root and not the owner of /tmp.
 STRANGER = 65534
 
@@ -21,11 +19,15 @@ def mount(path, options):
         pytest.skip(f"no mount of a tmpfs: {done.stderr}")
 
 
+def remount_read_only(path):
+    mount(path, "remount,ro")
+
+
 @contextmanager
-def file_system(path, pages):
-    """A file system of so many pages on a new folder."""
-    path.mkdir(exist_ok=True)
-    mount(path, f"size={pages * PAGE},mode=755")
+def file_system(path):
+    """A file system of four pages on a new folder."""
+    path.mkdir()
+    mount(path, "size=16k,mode=755")
     try:
         yield path
     finally:
@@ -33,17 +35,10 @@ def file_system(path, pages):
         path.rmdir()
 
 
-def make_read_only(path):
-    mount(path, "remount,ro")
-
-
 def fill(path):
     """Leaves no room for data in the file system of a folder."""
-    with open(path / "filler", "wb", buffering=0) as filler:
-        try:
-            while True:
-                filler.write(b"x" * PAGE)
-        except OSError:
+    with suppress(OSError), open(path / "filler", "wb", buffering=0) as filler:
+        while filler.write(b"x" * 4096):
             pass
 
 
@@ -89,7 +84,3 @@ def write_to_waiting_reader(fifo, content):
 def read_from_waiting_writer(fifo):
     """All that is written into the fifo until its writers are gone."""
     return subprocess.run(["cat", fifo], stdout=subprocess.PIPE, timeout=BOUND, check=True).stdout
-
-
-def listing(path):
-    return sorted(entry.name for entry in Path(path).iterdir())

@@ -101,7 +101,7 @@ def test_broken_signatures_at_a_start_leave_a_pid_file(host, foreground, errors)
 
 def test_on_a_full_disk_it_scans_without_a_log(host):
     server = Clamd(host)
-    with file_system(host.dir / "disk", 4) as disk:
+    with file_system(host.dir / "disk") as disk:
         fill(disk)
         server.log = disk / "log"
         server.serve("one")
@@ -114,7 +114,7 @@ def test_on_a_full_disk_it_scans_without_a_log(host):
 
 def test_on_a_full_disk_its_pid_file_is_empty(host):
     server = Clamd(host)
-    with file_system(host.dir / "disk", 4) as disk:
+    with file_system(host.dir / "disk") as disk:
         fill(disk)
         server.pid_file = disk / "pid"
         server.save(server.configuration("one"))

@@ -1,13 +1,16 @@
-"""Links, devices, fifos and folders where a file is expected. That a fifo is waited for is seen from
-its other end, which can be opened only once this one is."""
+"""Links, devices, fifos and folders where a file is expected, and no room for one. That a fifo is
+waited for is seen from its other end, which can be opened only once this one is."""
 
+import os
 from pathlib import Path
 
 import pytest
 
 from commands import ORDINARY
 from host import errors_file
-from special_files import listing, make_special, write_to_waiting_reader
+from special_files import (
+    file_system, fill, make_special, remount_read_only, write_to_waiting_reader,
+)
 
 NOTHING = (0, "")
 
@@ -28,15 +31,15 @@ def test_as_pid_file(host, kind, answer, cats):
     assert host.calls() == [f"cat {path}"] * cats
 
 
-@pytest.mark.parametrize("kind, left", [
-    ("dangling", []), ("linked", ["text"]), ("fifo", []), ("folder", ["special"]),
+@pytest.mark.parametrize("kind, stays", [
+    ("dangling", False), ("linked", False), ("fifo", False), ("folder", True),
 ])
-def test_as_the_file_that_is_deleted(host, kind, left):
+def test_as_the_file_that_is_deleted(host, kind, stays):
     """The name goes, never what it points to; a folder stays."""
-    before = listing(host.dir)
     path = make_special(host, kind)
     assert host.run("--delete-file", f"--file={path}").answer == NOTHING
-    assert [name for name in listing(host.dir) if name not in (*before, "out", "err")] == left
+    assert os.path.lexists(path) == stays
+    assert (host.dir / "text").exists() == (kind == "linked")
 
 
 @pytest.mark.parametrize("kind, installed", [
@@ -84,3 +87,31 @@ def test_in_the_place_of_the_errors_file(host, kind, left):
                     "through the link" if place.is_symlink() else "file")
     assert left == "folder" or place.read_text() == "0"
     assert kind != "linked" or (host.dir / "text").read_text() == "text"
+
+
+# A service whose name holds a slash has its errors file in a folder below /tmp.
+SERVICE = "place/other"
+ERRORS = Path("/tmp/zrckav_place/other_errors")
+
+
+# What an earlier run left, what happens to the file system, and what this run leaves.
+@pytest.mark.parametrize("mode", ["--no-daemon=1", "--no-daemon"])
+@pytest.mark.parametrize("code", [0, 3])
+@pytest.mark.parametrize("before, happens, left", [
+    ("7", None, "{code}"), ("7", remount_read_only, "7"), (None, remount_read_only, None),
+    (None, fill, ""),
+], ids=["works", "read-only", "read-only and none", "full"])
+def test_the_errors_file(host, mode, code, before, happens, left):
+    (host.kav / "bin/place").mkdir()
+    os.link(host.kav / "bin/other", host.kav / "bin" / SERVICE)
+    host.act("other", f"exit {code}")
+    with file_system(ERRORS.parent) as disk:
+        if before:
+            ERRORS.write_text(before)
+        if happens:
+            happens(disk)
+        result = host.control("--start-service", mode, service=SERVICE)
+        failed = bool(code) and mode == "--no-daemon=1"
+        assert result.answer == ((1, "Service failed\n") if failed else (0, ""))
+        assert (255 in result.orphans.values()) == (bool(code) and not failed)
+        assert errors_file(SERVICE) == (left and left.format(code=code))
