@@ -2,6 +2,7 @@
 
 import json
 import os
+import re
 import subprocess
 import sys
 
@@ -66,6 +67,20 @@ def test_a_module_answers_what_it_documents(one, module):
         {f"zarnic.avmanager.{module}": told, "register": "answer"},
         {"ansible.builtin.assert": {"that": [f"answer.{name} is defined" for name in documented("module", module)["return"]]}}])
     assert run.status == 0
+
+
+def test_the_inventory_of_the_page_is_whole(tmp_path):
+    page = (ROOT / "docs/fleet.md").read_text()
+    inventory = tmp_path / "inventory.yml"
+    inventory.write_text(re.sub("^    ", "", re.search("^    all:\n(    .*\n)*", page, re.M)[0], flags=re.M))
+    hosts = json.loads(output("ansible-inventory", "-i", inventory, "--list"))["_meta"]["hostvars"]
+    assert len(hosts) == 200
+    told = {name.removeprefix("avmanager_") for name in hosts["av001.example.org"]} - {"ansible_user"}
+    assert told == {"kav_dir", "pid_file", "config_file", "config_source"}
+    collection = installed(tmp_path)
+    line, = re.findall("^    (ansible-playbook .* --check --diff)$", page, re.M)
+    assert "hosts (200)" in output("sh", "-c", f"{line} --list-hosts", cwd=tmp_path, env={
+        **os.environ, "ANSIBLE_COLLECTIONS_PATH": str(tmp_path / "c"), "ANSIBLE_CONFIG": str(collection / "ansible.cfg")})
 
 
 def test_every_argument_of_the_role_is_documented_and_used():
