@@ -87,13 +87,6 @@ def without_macros(text):
     return re.sub(r"\b(Ar|Cm|Em|Li|Op|Pa|Va) ", "", text)
 
 
-def table(page, name):
-    """The rows of a section's table below its headings, as lists of words without macros."""
-    rows = [without_macros(" ".join(row.split())).split(" Ta")
-            for row in items(page, name, "column")]
-    return [[cell.strip() for cell in row] for row in rows[1:]]
-
-
 def messages():
     """The rows of the document of messages, as lists of cells."""
     text = (ROOT / "docs/messages.md").read_text("utf-8")
