@@ -49,6 +49,13 @@ def test_the_program_ends_as_the_page_says(when, words):
     assert said == str(run.returncode)
 
 
+def waited_for():
+    """The ends of all children."""
+    with suppress(ChildProcessError):
+        while True:
+            yield os.wait()[1]
+
+
 # Ends when its service process belongs to this one. With SIGCHLD ignored a process takes the ends of
 # its children with it, so the others may not be seen.
 ORPHAN = "until [ $(cut -d ' ' -f 4 /proc/$PPID/stat) -eq 1 ]; do :; done; exit 0"
@@ -62,16 +69,14 @@ ORPHAN = "until [ $(cut -d ' ' -f 4 /proc/$PPID/stat) -eq 1 ]; do :; done; exit 
     ("could not be waited for", "x", ORPHAN, signal.SIG_IGN, None)])
 def test_the_processes_of_a_start_end_as_the_document_says(tmp_path, when, service, body, child, left):
     """This process is the first of its private root, so they are left to it."""
+    list(waited_for())  # whatever another test has left
     program = tmp_path / "bin" / service
     program.parent.mkdir()
     program.write_text(f"#!/bin/sh\n{body}\n")
     program.chmod(0o755)
     subprocess.run([PROGRAM, "--start-service", f"--kav-dir={tmp_path}", f"--service={service}"],
                    preexec_fn=lambda: signal.signal(signal.SIGCHLD, child), check=True)
-    ends = []
-    with suppress(ChildProcessError):
-        while True:
-            ends.append(str(os.waitstatus_to_exitcode(os.wait()[1])))
+    ends = [str(os.waitstatus_to_exitcode(end)) for end in waited_for()]
     expected = [status(*row) for row in (
         ("the session leader", "was forked"), ("the detached process", "was forked"),
         ("the service process", when), ("the service process's own children", "the writer"))]
