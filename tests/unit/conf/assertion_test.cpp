@@ -92,7 +92,7 @@ TEST(Assertion, IndexWithoutADefaultAborts) {
         {"zrcConfGetDefaultByIndex", "theZrcConfDefauls", zrcConfGetDefaultByIndex},
     };
     for (const auto& [function, array, ask] : rows) {
-        for (const int index : {0, 32, -1, 33, INT_MIN, INT_MAX}) {
+        for (const int index : {0, int{ZRC_CONF_END}, -1, ZRC_CONF_END + 1, INT_MIN, INT_MAX}) {
             expectAssertion(
                 "conf/autoprepend.cpp", function,
                 "i > 0 && i <= (sizeof(" + array + ") / sizeof(" + array + "[0]) - 2)",

@@ -65,7 +65,7 @@ constexpr Variable variables[] = {
 constexpr const char* lower_sentinel = "_MIN_POSSIBLE_ZRC_CONF_VAR_NAME";
 constexpr const char* upper_sentinel = "_MAX_POSSIBLE_ZRC_CONF_VAR_NAME";
 
-static_assert(std::size(variables) == 31);
+static_assert(std::size(variables) == ZRC_CONF_END - 1);
 
 class AutoprependNames : public test::PanelFileTest {};
 
