@@ -2,6 +2,7 @@
 without a reason."""
 
 import re
+from datetime import datetime
 
 from project import ROOT
 
@@ -17,8 +18,15 @@ def test_all_name_one_version():
     version = found(r"^project\(\w+ VERSION (\S+) ", "CMakeLists.txt")
     assert found(r"^Version: +(\S+)$", "packaging/avmanager.spec") == version
     assert found(r"\A\w+ \((\S+)\) ", "debian/changelog") == version
-    assert found(r"^## (\S+)$", "CHANGELOG.md") == version
+    assert found(r"^## (\S+) \(", "CHANGELOG.md") == version
     assert found(r"^version: (\S+)$", "fleet/galaxy.yml") == version
+
+
+def test_all_name_one_date():
+    day = found(r"^## \S+ \((\d{4}-\d\d-\d\d)\)$", "CHANGELOG.md")
+    for pattern, form, file in ((r"^ -- .*  (.+) \d\d:", "%a, %d %b %Y", "debian/changelog"),
+                                (r"^\* (\w+ \w+ \d+ \d+) ", "%a %b %d %Y", "packaging/avmanager.spec")):
+        assert datetime.strptime(found(pattern, file), form).date().isoformat() == day
 
 
 def test_all_name_one_licence():
