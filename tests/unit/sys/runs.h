@@ -21,9 +21,8 @@ using Words = std::vector<std::string>;
 using zarnic::sys::TExec;
 using zarnic::sys::TExecResult;
 
-// A test that forks. Descriptors left open on purpose are closed at its end, and a forked child
-// that should come back here, by an error that it was not meant to see, ends instead of running
-// the other tests a second time.
+// A test that forks. A forked child that should come back here, by an error that it was not
+// meant to see, ends instead of running the other tests a second time.
 class RunTest : public testing::Test {
   protected:
     RunTest();
@@ -31,7 +30,6 @@ class RunTest : public testing::Test {
 
   private:
     pid_t owner_;
-    std::set<int> open_;
 };
 
 // A runner of any program, and one of the probe.
