@@ -6,10 +6,8 @@
 //   }
 //   conf_free_r(table);
 //
-// A line is a name (letters, digits and "_"), white space, and a value up to the end of the
-// line or a "#". Blank lines and lines that begin with "#" are ignored; a bad line is reported
-// and skipped, and the read does not fail. White space at a value's end is counted, the line
-// feed included: if the number is odd, the last one is dropped, else all are kept.
+// zrc.conf(5) says what a line is, and what becomes of the white space at its end. A bad line
+// is reported and skipped, and the read does not fail.
 //
 // All state is in the table that the caller passes (hence the suffix _r): one table, one thread
 // at a time. Reports go through message_fn at level 12. Nothing throws. A null table, a null
