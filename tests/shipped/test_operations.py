@@ -3,6 +3,7 @@ typed, and what they show and change is compared. A row that takes more than tha
 
 import concurrent.futures
 import re
+import shutil
 from pathlib import Path
 
 import pytest
@@ -111,6 +112,27 @@ def test_a_configuration_is_saved_and_put_back_as_told(tmp_path):
         [], [], [], [], ["Level high"], [], ["Level low"], ["aveserver.conf", "aveserver.conf.new"]]
 
 
-def test_the_monitoring_finds_a_server_that_does_not_answer(tmp_path):
-    assert session(tmp_path, ["up", CLAMD + CHECK]) == [
-        [], ["OK: Service is started", "CRITICAL: no answer to clamdscan"]]
+CLAMD_CONF = """\
+LocalSocket /opt/kav/socket
+PidFile /run/kav/aveserver.pid
+LogFile /opt/kav/log
+DatabaseDirectory /opt/kav/database
+User root
+"""
+
+
+def test_the_monitoring_finds_a_real_server_that_hangs(tmp_path):
+    """Which takes connections: `ask` does not see it."""
+    if not Path("/usr/sbin/clamd").exists():
+        pytest.skip("clamd is not installed")
+    host, kav = places.Host(tmp_path), tmp_path / "opt/kav"
+    shutil.copy("/usr/sbin/clamd", kav / "bin/aveserver")
+    shutil.copy(ROOT / "examples/clamd/files/clean", kav)
+    (kav / "database").mkdir()
+    shutil.copy(ROOT / "examples/clamd/signatures/first.ndb", kav / "database")
+    (tmp_path / "etc/kav/aveserver.conf").write_text(CLAMD_CONF)
+    (kav / "client.conf").write_text(CLAMD_CONF.splitlines()[0])
+    asks = CHECK.splitlines()[-1]
+    shown = host.session([CLAMD, "up; ask 2>&1 | tail -n 1", CHECK, 'kill -STOP "$(cat "$pid")"; ask', asks], HELP)
+    assert shown == [[], ["PONG"], ["OK: Service is started"] * 2, ["PONG"],
+                     ["CRITICAL: no answer to clamdscan"]]
