@@ -78,3 +78,11 @@ def test_every_text_is_in_the_source_and_in_the_test_that_the_index_names():
     assert [text for text in texts if not any(row[0] in text for row in index)] == []
     assert [(text, file) for text, *files in index for file in files
             if text not in (ROOT / file).read_text()] == []
+
+
+def test_every_function_that_the_architecture_names_is_in_that_file():
+    rows = re.findall(r"^\| [^|]+ \| (`[^|]+`) \| `([^|]+)` \|$",
+                      (ROOT / "docs/architecture.md").read_text(), re.M)
+    assert len(rows) > 5
+    assert [(name, file) for names, file in rows for name in re.findall(r"`(\w+)`", names)
+            if f"{name}(" not in (ROOT / file).read_text()] == []

@@ -72,3 +72,16 @@ def test_the_page_of_the_libraries_shows_parts_of_them():
     assert len(shown) >= 10
     assert [block for names, block in shown if not any(
         unindented(block) in unindented((FOLDER / f"{name}.cpp").read_text()) for name in names)] == []
+
+
+def test_the_page_of_the_libraries_names_what_the_headers_declare():
+    rows = re.findall(r"^\| .* \| (`.*`)[^|]* \| `(zarnic/(\w+)/\w+\.h)` \| `(\w+)` \|$",
+                      (FOLDER.parent / "docs/libraries.md").read_text(), re.M)
+    assert len(rows) >= 10
+    for names, header, folder, component in rows:
+        (found,) = [*FOLDER.parent.glob(f"lib/*/include/{header}"),
+                    *FOLDER.parent.glob(f"conf/include/{header}")]
+        declared = re.sub("//.*", "", found.read_text())
+        assert folder == component
+        assert [name for name in re.findall(r"(\w+)`", names)
+                if not re.search(rf"\b{name}\b", declared)] == []
