@@ -123,17 +123,6 @@ TEST_F(ExecProgram, WithoutWaitingTheRunReturnsWhileTheChildRuns) {
     });
 }
 
-TEST_F(ExecProgram, WithoutForkModeTheProcessItselfBecomesTheProgram) {
-    for (const std::uint64_t mode : {0U, 2U, 4U, 6U}) {
-        const test::Captured captured = test::inChild([&] {
-            test::writeFile(dir / "own", std::to_string(::getpid()));
-            runOnce(probe({"report"}, mode));
-        });
-        EXPECT_TRUE(captured.exited(0));
-        EXPECT_EQ(reported(captured.out, "pid"), Words{test::readFile(dir / "own")});
-    }
-}
-
 TEST_F(ExecProgram, AFullListArrivesExactlyAsGiven) {
     Words words = {"report", "a b", "", "$HOME", "`e`", "\"q\" 'r'", "* ?", "\\n", "\xff\x80"};
     words.resize(TEArgs::max_size - 1, "a longer text that is given over and over");
@@ -148,7 +137,6 @@ TEST_F(ExecProgram, AFullListArrivesExactlyAsGiven) {
 TEST_F(ExecProgram, ABareNameIsFoundThroughPathOnlyWithThePathBit) {
     EXPECT_EQ(runOnce(program({"cat", "/dev/null"})).code, 0);
     EXPECT_EQ(runOnce(program({"cat", "/dev/null"}, 3)).code, ENOENT);
-    isolated([] { EXPECT_EQ(test::thrownErrno([] { program({"cat"}, 0).run(); }), ENOENT); });
 }
 
 TEST_F(ExecProgram, AFileWithoutInterpreterLineIsRunByAShellThroughPathSearch) {
