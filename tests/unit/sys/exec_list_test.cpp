@@ -7,7 +7,7 @@
 #include <iterator>
 #include <optional>
 
-#include "tests/unit/sys/runs.h"
+#include "tests/unit/sys/hooks.h"
 #include "zarnic/sys/function_call.h"
 #include "zarnic/sys/preparers.h"
 
@@ -115,15 +115,15 @@ TEST_F(ExecListRun, WhatItChangesInAProgramOfTheListStays) {
 }
 
 TEST_F(ExecListRun, AFailingLaterForkLeavesThePipeOpenAndTheFirstProgramToTheCaller) {
-    class Last : public TExec::TPrepare {
-      public:
-        void inParent(TExec& /*exec*/) override { limit_.emplace(); }
-
-      private:
-        std::optional<test::NoNewProcesses> limit_;
-    };
     isolated([this] {
-        const TExec first = probe({"exit", "0"}, 5).with(TExec::Preparer(new Last));
+        std::optional<test::NoNewProcesses> limit;
+        const auto allowNoMore = [&](const std::string& hook, TExec& /*exec*/) {
+            if (hook == "inParent") {
+                limit.emplace();
+            }
+            return true;
+        };
+        const TExec first = probe({"exit", "0"}, 5).with(test::hooks(allowNoMore));
         TExecList list = first | probe({"exit", "0"});
         EXPECT_EQ(test::thrownErrno([&] { runList(list); }), EAGAIN);
         EXPECT_EQ(descriptors().size(), own.size() + 2);

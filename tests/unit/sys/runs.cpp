@@ -11,6 +11,8 @@
 #include <sstream>
 #include <utility>
 
+#include "tests/unit/sys/hooks.h"
+
 namespace test {
 
 using zarnic::sys::TEArgs;
@@ -23,15 +25,6 @@ constexpr uid_t ordinary_user = 65534;
 volatile int* interrupted = nullptr;
 
 void countInterrupt(int /*signal*/) { *interrupted = *interrupted + 1; }
-
-class InChildDo : public TExec::TPrepare {
-  public:
-    explicit InChildDo(const std::function<int()>& body) : body_(body) {}
-    void beforeExec(TExec& /*exec*/) override { std::exit(body_()); }
-
-  private:
-    std::function<int()> body_;
-};
 
 // Waits until a process sleeps in a system call.
 void waitForSleep(pid_t pid) {
@@ -73,7 +66,12 @@ TExec probe(Words words, std::uint64_t mode) {
 }
 
 TExec inChildDo(const std::function<int()>& body) {
-    return TExec(TExec::Preparer(new InChildDo(body)));
+    return TExec(hooks([body](const std::string& hook, TExec& /*exec*/) {
+        if (hook == "beforeExec") {
+            std::exit(body());
+        }
+        return true;
+    }));
 }
 
 // Through exit, and so also with what a coverage or leak check does at the end of a process.
