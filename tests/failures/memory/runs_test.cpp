@@ -50,7 +50,7 @@ int endOf(const Attempt& attempt, TExecList list) {
     EXPECT_FALSE(test::runRefused(attempt, [&] {
         try {
             const zarnic::sys::TExecResult result = runList(list);
-            const bool waited = (list.programs().back().mode() & TExec::wait_mode) != 0;
+            const bool waited = list.programs().back().mode() == TExec::def_mode;
             code = waited ? result.code
                           : zarnic::sys::exitCode(zarnic::sys::waitChild(result.pid));
         } catch (const zarnic::sys::TSysCallErr& error) {
