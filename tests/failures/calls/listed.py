@@ -65,7 +65,7 @@ def is_end(scenario, process, end):
     kind, _, status = end.partition(" ")
     if kind == "became":
         return process != "1"
-    statuses = daemon_statuses(process) if scenario.daemon() else {0, 1}
+    statuses = daemon_statuses(process) if scenario.daemon else {0, 1}
     return kind == "exited" and int(status) in statuses
 
 

@@ -105,7 +105,7 @@ class Machine:
         """Becomes a program, found through PATH unless the name has a slash. `program` says what
         it does and returns its status. Raises Became or CallError."""
         last = denied = 0
-        folders = self.scenario.path().split(":")
+        folders = self.scenario.path.split(":")
         for path in [name] if "/" in name else [f"{folder}/{name}" for folder in folders]:
             error = self.call(process, "execve", path) or self.refusal(path)
             if not error:

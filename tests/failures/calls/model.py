@@ -102,9 +102,7 @@ class Model(Machine):
         one = self.scenario
         if self.found(process, one.errors):
             self.remove(process, one.errors)
-        configuration = f"{ROOT}/service.conf"
-        if one.service == "parse_avstat.pl" and not self.found(
-                process, configuration if configuration in str(one.arguments()) else ""):
+        if one.service == "parse_avstat.pl" and not self.found(process, one.configuration()):
             return 0
         child = self.fork(process, lambda child: self.execute(child, one.program, self.service))
         try:
@@ -202,7 +200,7 @@ class Model(Machine):
     def start_service(self, process):
         if self.pid_text(process):
             raise UserError("Service is running already")
-        return self.daemon(process) if self.scenario.daemon() else self.body(process)
+        return self.daemon(process) if self.scenario.daemon else self.body(process)
 
     def service_started(self, process):
         if not self.pid_text(process):

@@ -76,7 +76,7 @@ def run(scenario, failure=None):
     world.make(scenario)
     target = {"live": world.server.pid, "stale": STALE}.get(scenario.pid_file, 0)
     calls, ends = world.traced(failure, target, world.PROGRAM, *scenario.arguments(),
-                               path=scenario.path())
+                               path=scenario.path)
     sent, files = signals(calls), world.snapshot()
     lines = sorted(world.text_of(world.OUT).splitlines())
     world.server.settle(("server", signal.SIGTERM, 0) in sent)

@@ -28,11 +28,12 @@ PRIVATE_ROOT = HERE.parents[1] / "support/private_root"
 PAGE = HERE.parents[2] / "docs/reliability.md"
 KINDS = ("as without", "a line", "an end", "less done", "violation")
 EVERY = 11  # of the quick selection: every EVERY-th, beside the decisive calls
+WIDTH = max(map(len, NAMES))
 ALL, LIBRARY = f"all {len(NAMES)}", "the C library's own"
 
 
 def row(name, cells):
-    return f"| {name:<85} | " + " | ".join(f"{cell:>10}" for cell in cells) + " |"
+    return f"| {name:<{WIDTH}} | " + " | ".join(f"{cell:>10}" for cell in cells) + " |"
 
 
 def in_page(name, cells):

@@ -27,36 +27,38 @@ OPTIONS = {
 class Scenario:
     def __init__(self, name):
         self.name = name
-        self.command, *_ = self.words = name.split(", ")
-        self.service = self._word(*SERVICES) or "other"
+        self.words = name.split(", ")
+        self.command = self.words[0]
+        self.service = next((word for word in SERVICES if word in self), "other")
         self.pid_file = next((word[9:] for word in self.words if word.startswith("pid file")), None)
-        self.ends = {"exits 3": 3, "killed": "killed"}.get(self._word("exits 3", "killed"), 0)
-        self.long = bool({"pid file long", "large panel"} & set(self.words))
+        self.ends = 3 if "exits 3" in self else "killed" if "killed" in self else 0
+        self.long = "pid file long" in self or "large panel" in self
+        self.daemon = (self.command in ("start-service", "restart-service")
+                       and "foreground" not in self)
         self.program = f"{ROOT}/kav/bin/{self.service}"
         self.errors = f"/tmp/zrckav_{self.service}_errors"
+        self.path = "/nowhere:/none" if "no tools" in self else "/nowhere:/bin"
 
     def __contains__(self, word):
         return word in self.words
 
-    def _word(self, *of):
-        return next((word for word in of if word in self), None)
-
-    def daemon(self):
-        return "foreground" not in self and self.command in ("start-service", "restart-service")
-
     def arguments(self):
         if self.name in BARE:
             return BARE[self.name]
-        return [f"--{self.command}", *(OPTIONS.get(self.command) or self._of_service()),
-                *["--bogus"][:"unknown option" in self]]
+        line = [f"--{self.command}", *(OPTIONS.get(self.command) or self._of_service())]
+        return [*line, "--bogus"] if "unknown option" in self else line
 
     def _of_service(self):
-        given = {"--service-pidfile": self.pid_file and f"{ROOT}/pid",
-                 "--config-file": self._word("configuration", "configuration absent")
-                 and f"{ROOT}/service.conf",
-                 "--no-daemon": "foreground" in self and "1"}
-        return [f"--kav-dir={ROOT}/kav", f"--service={self.service}",
-                *(f"{option}={value}" for option, value in given.items() if value)]
+        line = [f"--kav-dir={ROOT}/kav", f"--service={self.service}"]
+        if self.pid_file:
+            line.append(f"--service-pidfile={ROOT}/pid")
+        if self.configuration():
+            line.append(f"--config-file={self.configuration()}")
+        return [*line, "--no-daemon=1"] if "foreground" in self else line
+
+    def configuration(self):
+        named = "configuration" in self or "configuration absent" in self
+        return f"{ROOT}/service.conf" if named else ""
 
     def files(self):
         """Every file before the run, and its text. The service's program says something first: it
@@ -74,10 +76,6 @@ class Scenario:
             else LARGE_PANEL if "large panel" in self else "PRODUCT_ROOT_D /opt/zrc\n",
         }
         return {path: text for path, text in texts.items() if text is not None}
-
-    def path(self):
-        """The PATH: what is first is found in its second folder, or nowhere."""
-        return "/nowhere:/none" if "no tools" in self else "/nowhere:/bin"
 
 
 STATES = ("pid file absent", "pid file empty", "pid file live", "pid file stale", "pid file zero")

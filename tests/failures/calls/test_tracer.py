@@ -32,7 +32,7 @@ def under_strace(scenario, *options):
     world.make(scenario)
     return world.wait_for_all(world.spawn(
         ["/usr/bin/strace", "-o", "/tmp/strace", *options, world.PROGRAM, *scenario.arguments()],
-        scenario.path()))
+        scenario.path))
 
 
 def names_of(line):
