@@ -32,8 +32,8 @@ def try_failure(scenario, base, failure):
         return "violation", [str(astray)]
     found = [*violations(scenario, failure, first, base),
              *violations(scenario, failure, second, base),
-             *(f"the second time, {text}" for text in difference(second.outcome, first.outcome))]
-    return "violation" if found else kind(second.outcome, base.outcome), found
+             *(f"the second time, {text}" for text in difference(second, first))]
+    return "violation" if found else kind(second, base), found
 
 
 def run_scenario(scenario, share, workers, every):
@@ -41,7 +41,7 @@ def run_scenario(scenario, share, workers, every):
     there are, whoever tries them; what each came to; and what was wrong."""
     try:
         base = run(scenario)
-        planned = failures(base.calls)
+        planned = failures(base.every)
     except Astray as astray:
         return {"own": 0, "kinds": [], "violations": [("no failure", str(astray))]}
     found = [("no failure", text) for text in violations(scenario, None, base, base)]

@@ -2,7 +2,7 @@
 
 import signal
 from collections import Counter
-from dataclasses import dataclass
+from dataclasses import dataclass, field
 
 import library
 import world
@@ -20,13 +20,8 @@ class Outcome:
     lines: list
     files: dict
     signals: list
-
-
-@dataclass
-class Observation:
-    outcome: Outcome
-    calls: list  # every call, as world.Call
-    start: int  # so many of them are the C library's, before main
+    every: list = field(default_factory=list, compare=False)  # call of every kind, as world.Call
+    start: int = field(default=0, compare=False)  # so many of them come before main
 
 
 # The calls that the model knows one by one; the others are the C library's.
@@ -81,5 +76,4 @@ def run(scenario, failure=None):
     lines = sorted(world.text_of(world.OUT).splitlines())
     world.server.settle(("server", signal.SIGTERM, 0) in sent)
     start = library.length_of_start(calls)
-    outcome = Outcome(ends, shortened(of_program(calls[start:], ends)), lines, files, sent)
-    return Observation(outcome, calls, start)
+    return Outcome(ends, shortened(of_program(calls[start:], ends)), lines, files, sent, calls, start)

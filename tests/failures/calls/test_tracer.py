@@ -63,8 +63,8 @@ def test_both_see_the_same_calls(name):
     theirs = Counter(tuple(our for _, our in calls_of_file(path))
                      for path in Path("/tmp").glob("strace.*"))
     assert len(theirs) > 1
-    assert theirs == Counter(tuple(call.name for call in ours.calls if call.process == process)
-                             for process in ours.outcome.ends)
+    assert theirs == Counter(tuple(call.name for call in ours.every if call.process == process)
+                             for process in ours.ends)
 
 
 def place(calls, failure):
@@ -80,13 +80,13 @@ def test_the_same_failure_has_the_same_outcome(name):
     base = run(scenario)
     under_strace(scenario)
     calls = calls_of_file(Path("/tmp/strace"))
-    assert [our for _, our in calls] == [call.name for call in base.calls if call.process == "1"]
-    compared = [failure for failure in failures(base.calls)
+    assert [our for _, our in calls] == [call.name for call in base.every if call.process == "1"]
+    compared = [failure for failure in failures(base.every)
                 if failure.call not in DIFFERENT and failure.process == "1"
                 and failure.times == 1]
     assert len(compared) > 20
     for failure in compared:
-        ours = run(scenario, failure).outcome
+        ours = run(scenario, failure)
         status = under_strace(scenario, "-e", f"inject={place(calls, failure)}")
         assert ours.ends["1"] == f"exited {status}", failure
         assert ours.lines == sorted(world.text_of(world.OUT).splitlines()), failure
@@ -101,5 +101,5 @@ def test_the_same_failure_has_the_same_outcome(name):
     ("service-started, pid file live, no panel", 9)])
 def test_the_invoking_process_makes_few_calls(name, most):
     """Promised numbers, apart from the model that has each call: a longer list is no longer cheap."""
-    calls = run(Scenario(name)).calls
+    calls = run(Scenario(name)).every
     assert sum(call.process == "1" and call.name in MODELLED for call in calls) <= most
