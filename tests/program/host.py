@@ -14,7 +14,7 @@ import shutil
 import signal
 import tempfile
 import time
-from dataclasses import dataclass, field
+from dataclasses import dataclass
 from pathlib import Path
 from types import SimpleNamespace
 from urllib.parse import unquote_to_bytes
@@ -45,7 +45,7 @@ class Result:
     out: bytes
     err: bytes
     pid: int
-    orphans: dict = field(default_factory=dict)
+    orphans: dict
 
     @property
     def answer(self):

@@ -4,6 +4,7 @@ Each is Debian's, and answers a request with the word that its configuration hol
 in the foreground, as the program that starts it expects; clamd has a file of its own.
 """
 
+import contextlib
 import shutil
 import socket
 import threading
@@ -101,27 +102,21 @@ raw_env = ["ANSWER={word}"]
         return text.partition("\r\n\r\n")[2] or None
 
 
-class Clients:
-    """Four clients that ask a server all the time; `answers` has what they got, None for lost."""
+@contextlib.contextmanager
+def clients(server):
+    """Four clients that ask a server all the time; their answers so far, None for lost."""
+    answers, enough = [], threading.Event()
 
-    def __init__(self, server):
-        self.server = server
-        self.answers = []
-        self.enough = threading.Event()
-        self.threads = [threading.Thread(target=self.ask) for _ in range(4)]
+    def ask():
+        while not enough.wait(0.01):
+            answers.append(server.answer())
 
-    def ask(self):
-        for _ in range(2000):
-            if self.enough.wait(0.01):
-                break
-            self.answers.append(self.server.answer())
-
-    def __enter__(self):
-        for thread in self.threads:
-            thread.start()
-        return self
-
-    def __exit__(self, *_):
-        self.enough.set()
-        for thread in self.threads:
+    threads = [threading.Thread(target=ask) for _ in range(4)]
+    for thread in threads:
+        thread.start()
+    try:
+        yield answers
+    finally:
+        enough.set()
+        for thread in threads:
             thread.join()

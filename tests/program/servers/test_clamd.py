@@ -5,7 +5,7 @@ import struct
 import threading
 
 from clamd import BOTH, PATTERN, RUNS, Clamd, answer_of
-from daemons import BROKEN, Clients
+from daemons import BROKEN, clients
 from host import errors_file, wait_until
 
 
@@ -15,14 +15,14 @@ def test_two_hundred_scans_are_answered_during_reloads(host, foreground, errors)
     pid = server.serve("one")
     assert server.control("--service-started") == RUNS
     wait_until(lambda: errors_file("aveserver") == errors, "the errors file")
-    with Clients(server) as clients:
+    with clients(server) as answers:
         assert server.restart() == (0, "")
         for word in ("two", "three", "four"):
             server.sign(word)
             assert server.ask("RELOAD") == "RELOADING"
-            wait_until(lambda: clients.answers[-1] == word, "the reload of the signatures")
-        wait_until(lambda: len(clients.answers) > 200, "two hundred scans")
-    assert set(clients.answers) == {"one", "two", "three", "four"}
+            wait_until(lambda: answers[-1] == word, "the reload of the signatures")
+        wait_until(lambda: len(answers) > 200, "two hundred scans")
+    assert set(answers) == {"one", "two", "three", "four"}
     assert server.pid() == pid
     server.stop()
 

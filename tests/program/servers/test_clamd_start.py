@@ -110,18 +110,3 @@ def test_on_a_full_disk_it_scans_without_a_log(host):
         assert server.answer() == "one"
         assert server.log.read_text().endswith(f"{server.infected}: one.UNOFFICIAL FOUND\n")
         server.stop()
-
-
-def test_on_a_full_disk_its_pid_file_is_empty(host):
-    server = Clamd(host)
-    with file_system(host.dir / "disk") as disk:
-        fill(disk)
-        server.pid_file = disk / "pid"
-        server.save(server.configuration("one"))
-        assert server.start() == (0, "")
-        server.wait_for_answer("one")
-        assert server.control("--service-started") == RUNS_NOT
-        wait_until(lambda: errors_file("aveserver") == "0", "the end of the first process")
-        (disk / "filler").unlink()
-        server.pid_file.write_text(server.found_by_pgrep())
-        server.stop()

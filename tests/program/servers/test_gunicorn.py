@@ -1,18 +1,18 @@
 """Reloads of a server in the foreground: a configuration that it can read, and one that ends it."""
 
-from daemons import BROKEN, Clients, Gunicorn
+from daemons import BROKEN, Gunicorn, clients
 from host import errors_file, wait_until
 
 
 def test_a_reload_loses_no_request_unless_the_server_ends_at_it(host):
     server = Gunicorn(host)
     pid = server.serve("one")
-    with Clients(server) as clients:
-        wait_until(lambda: clients.answers, "the first answer")
+    with clients(server) as answers:
+        wait_until(lambda: answers, "the first answer")
         server.save(server.configuration("two"))
         assert server.restart() == (0, "")
-    assert set(clients.answers) == {"one", "two"}
-    assert len(clients.answers) > 100
+    assert set(answers) == {"one", "two"}
+    assert len(answers) > 100
     assert (server.answer(), server.pid(), errors_file("aveserver")) == ("two", pid, None)
 
     server.save(server.configuration("three") + BROKEN)
