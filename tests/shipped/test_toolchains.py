@@ -26,6 +26,11 @@ def built_by_each(stage, tmp_path_factory):
                         for name in ("sys", "error")]}
 
 
+def build(stage, output, *words, compiler="g++"):
+    run(compiler, "-std=c++20", "-I", stage / "include", "-o", output, *words)
+    return output
+
+
 def compiled(compiler, stage, *options):
     """The compiler's complaints."""
     return subprocess.run([compiler, "-I", stage / "include", *options], text=True, check=False,
@@ -46,18 +51,15 @@ def test_an_older_language_is_told_which_one_is_needed(stage):
         assert "error: #error" in said and "-std=c++20" in said, header
 
 
-@pytest.mark.parametrize("compiler", ["g++", "clang++"])
-def test_conf_takes_an_older_language(compiler, stage):
-    includes = [word for header in headers(stage, ["conf"]) for word in ("-include", header)]
-    assert compiled(compiler, stage, "-std=c++11", "-Wall", "-Wextra", "-pedantic-errors",
-                    "-fsyntax-only", *includes, CONSUMER / "use_conf.cpp") == ""
-
-
-def test_strict_style_has_nothing_to_remark(stage):
-    includes = [word for header in headers(stage, ["error", "opt", "sys", "conf"])
-                for word in ("-include", header)]
-    assert compiled("g++", stage, "-std=c++20", "-Wall", "-Wextra", "-Weffc++", "-fsyntax-only",
-                    *includes, CONSUMER / "use_opt.cpp") == ""
+@pytest.mark.parametrize("compiler, libraries, options", [
+    ("g++", ["conf"], ["-std=c++11", "-pedantic-errors"]),  # takes an older language
+    ("clang++", ["conf"], ["-std=c++11", "-pedantic-errors"]),
+    ("g++", ["error", "opt", "sys", "conf"], ["-std=c++20", "-Weffc++"]),
+])
+def test_strict_style_has_nothing_to_remark(compiler, libraries, options, stage):
+    includes = [word for header in headers(stage, libraries) for word in ("-include", header)]
+    assert compiled(compiler, stage, "-Wall", "-Wextra", *options, "-fsyntax-only", *includes,
+                    CONSUMER / f"use_{libraries[0]}.cpp") == ""
 
 
 @pytest.mark.parametrize("lto", [[], ["-flto"]], ids=["plain", "lto"])
@@ -65,9 +67,8 @@ def test_strict_style_has_nothing_to_remark(stage):
                                                   ("clang++", "g++", "bfd")])
 def test_each_compiler_links_what_the_other_built(ours, theirs, linker, lto, archives, stage,
                                                   tmp_path):
-    run(theirs, "-std=c++20", *lto, f"-fuse-ld={linker}", "-I", stage / "include",
-        "-o", tmp_path / "use", CONSUMER / "use_sys.cpp", *archives[ours])
-    assert run(tmp_path / "use") == "two words\n"
+    assert run(build(stage, tmp_path / "use", *lto, f"-fuse-ld={linker}", CONSUMER / "use_sys.cpp",
+                     *archives[ours], compiler=theirs)) == "two words\n"
 
 
 WHOLE = "-Wl,--whole-archive archives -Wl,--no-whole-archive"
@@ -77,31 +78,26 @@ WHOLE = "-Wl,--whole-archive archives -Wl,--no-whole-archive"
                                    f"{WHOLE} tool"])
 def test_numbers_are_the_tool_s_by_its_locale_and_ours_by_none(order, archives, stage, tmp_path):
     """In whichever order they are linked: no template of Boost's is defined twice."""
-    tool = tmp_path / "tool.o"
-    run("g++", "-std=c++20", "-I", stage / "include", "-c", "-o", tool, CONSUMER / "use_numbers.cpp")
-    words = {"tool": [tool], "archives": archives["g++"]}
-    run("g++", "-o", tmp_path / "use",
-        *(part for word in order.split() for part in words.get(word, [word])))
-    assert run(tmp_path / "use") == "4,2\nchild failed (exit code=42): \n"
+    words = {"tool": [build(stage, tmp_path / "tool.o", "-c", CONSUMER / "use_numbers.cpp")],
+             "archives": archives["g++"]}
+    linked = [part for word in order.split() for part in words.get(word, [word])]
+    assert run(build(stage, tmp_path / "use", *linked)) == "4,2\nchild failed (exit code=42): \n"
 
 
 def test_a_plugin_may_keep_our_symbols_to_itself(archives, stage, tmp_path):
     """And the program that loads it still knows the errors."""
-    common = ["g++", "-std=c++20", "-I", stage / "include"]
-    plugin = tmp_path / "plugin.so"
-    run(*common, "-shared", "-fPIC", "-fvisibility=hidden", "-Wl,--exclude-libs,ALL",
-        "-o", plugin, CONSUMER / "plugin.cpp", *archives["g++"])
+    plugin = build(stage, tmp_path / "plugin.so", "-shared", "-fPIC", "-fvisibility=hidden",
+                   "-Wl,--exclude-libs,ALL", CONSUMER / "plugin.cpp", *archives["g++"])
     exported = run("nm", "--dynamic", "--defined-only", plugin)
     assert re.findall(r"\S*(?:zarnic|plugin)\S*", exported) == ["open_by_plugin"]
-    run(*common, "-o", tmp_path / "use", CONSUMER / "use_plugin.cpp", plugin, *archives["g++"])
-    assert run(tmp_path / "use") == "open: No such file or directory\n"
+    assert run(build(stage, tmp_path / "use", CONSUMER / "use_plugin.cpp", plugin,
+                     *archives["g++"])) == "open: No such file or directory\n"
 
 
 def test_a_plugin_that_goes_leaves_the_program_its_empty_list(archives, stage, tmp_path):
-    common = ["g++", "-std=c++20", "-I", stage / "include"]
-    plugin, tool = tmp_path / "plugin.so", tmp_path / "use"
-    run(*common, "-shared", "-fPIC", "-o", plugin, CONSUMER / "use_sys.cpp", *archives["g++"])
-    run(*common, "-rdynamic", "-o", tool, CONSUMER / "use_list.cpp", *archives["g++"])
+    plugin = build(stage, tmp_path / "plugin.so", "-shared", "-fPIC", CONSUMER / "use_sys.cpp",
+                   *archives["g++"])
+    tool = build(stage, tmp_path / "use", "-rdynamic", CONSUMER / "use_list.cpp", *archives["g++"])
     assert run(tool, plugin) == "still a list\n"
 
 
