@@ -9,7 +9,7 @@ from pathlib import Path
 from failures import ERRORS
 from scenarios import SERVICE_SAYS, SOURCE
 
-DOCS = Path(__file__).resolve().parents[3] / "docs"
+DOCUMENT = Path(__file__).resolve().parents[3] / "docs/messages.md"
 NUMBERS = sorted({number for numbers in ERRORS.values() for number in numbers})
 SYSTEM_TEXT = "|".join(re.escape(os.strerror(number)) for number in NUMBERS)
 
@@ -18,24 +18,17 @@ GENERATIONS = ("the invoking process", "the session leader", "the detached proce
                "the service process", "the service process's own children")
 
 
-def cells(line):
-    return [cell.strip() for cell in line.strip().strip("|").split("|")]
-
-
-def rows(document):
-    """Every row of every table of a document, by the headings of its columns."""
-    found, headings = [], None
-    for line in (DOCS / document).read_text("utf-8").splitlines():
-        if not line.startswith("|"):
-            headings = None
-        elif headings is None:
-            headings = cells(line)
-        elif not set(line) <= set("|-: "):
-            found.append(dict(zip(headings, cells(line), strict=True)))
+def rows():
+    """Every row of every table of the document, by the headings of its columns."""
+    found = []
+    for table in re.findall(r"(?:^\|.*\n)+", DOCUMENT.read_text("utf-8"), re.M):
+        headings, _, *lines = ([cell.strip() for cell in line.strip("|").split("|")]
+                               for line in table.splitlines())
+        found += [dict(zip(headings, cells, strict=True)) for cells in lines]
     return found
 
 
-MESSAGES = rows("messages.md")
+MESSAGES = rows()
 
 
 def is_line(scenario, line):

@@ -5,7 +5,7 @@ from errno import ECHILD, EINTR, ESRCH
 from signal import SIGHUP, SIGPIPE, SIGTERM
 
 from machine import CallError, Machine, OtherError, Process, UserError
-from observe import Outcome, shortened
+from observe import Outcome, comparable
 from scenarios import PANEL, ROOT, SERVICE_SAYS
 
 
@@ -241,5 +241,5 @@ def expected(scenario, failure=None):
     """The outcome of the scenario with that failure."""
     model = Model(scenario, failure)
     model.end(Process("1", {0: "/dev/null", 1: model.out, 2: []}), model.command)
-    return Outcome(model.ends, shortened(model.calls), sorted("".join(model.out).splitlines()),
-                   model.files, model.signals)
+    return Outcome(model.ends, comparable(scenario, model.calls),
+                   sorted("".join(model.out).splitlines()), model.files, model.signals)

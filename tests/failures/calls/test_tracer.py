@@ -35,31 +35,28 @@ def under_strace(scenario, *options):
         scenario.path))
 
 
-def names_of(line):
-    """The kernel's and our name of the call in a line of strace; none for what is no call that
-    returned."""
-    called = re.match(r"(\w+)\((.*)", line)
-    if not called or re.search(r"<detached|= \?", line):
-        return None
-    name, rest = called.groups()
-    if name == "brk" and rest.startswith("NULL"):
-        return name, "brk-query"
-    if name == "newfstatat":
-        return name, "fstat" if ', "",' in rest else "stat"
-    return name, OF_STRACE.get(name, name)
-
-
 def calls_of_file(path):
-    calls = [names for names in map(names_of, path.read_text().splitlines()) if names]
-    # The first process begins with strace's own exec.
-    begins = calls[0][0] == "execve" and ("brk", "brk-query") in calls
-    return tuple(calls[1:] if begins else calls)
+    """The kernel's and our name of each call that returned. The first process begins with strace's
+    own exec."""
+    found = []
+    for name, rest in re.findall(r"^(\w+)\((?!.*(?:<detached|= \?))(.*)", path.read_text(), re.M):
+        ours = OF_STRACE.get(name, name)
+        if name == "brk" and rest.startswith("NULL"):
+            ours = "brk-query"
+        if name == "newfstatat":
+            ours = "fstat" if ', "",' in rest else "stat"
+        found.append((name, ours))
+    return found[1:] if found[0][0] == "execve" and ("brk", "brk-query") in found else found
 
 
-@pytest.mark.parametrize("name", COMPARED)
-def test_both_see_the_same_calls(name):
-    ours = run(Scenario(name))
-    under_strace(Scenario(name), "-ff", "-b", "execve")
+@pytest.fixture(name="scenario", params=COMPARED)
+def compared_scenario(request):
+    return Scenario(request.param)
+
+
+def test_both_see_the_same_calls(scenario):
+    ours = run(scenario)
+    under_strace(scenario, "-ff", "-b", "execve")
     theirs = Counter(tuple(our for _, our in calls_of_file(path))
                      for path in Path("/tmp").glob("strace.*"))
     assert len(theirs) > 1
@@ -74,9 +71,7 @@ def place(calls, failure):
     return f"{before[-1]}:error={errorcode[failure.error]}:when={before.count(before[-1])}"
 
 
-@pytest.mark.parametrize("name", COMPARED)
-def test_the_same_failure_has_the_same_outcome(name):
-    scenario = Scenario(name)
+def test_the_same_failure_has_the_same_outcome(scenario):
     base = run(scenario)
     under_strace(scenario)
     calls = calls_of_file(Path("/tmp/strace"))
