@@ -33,6 +33,7 @@
 #include <map>
 #include <optional>
 #include <regex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -52,7 +53,6 @@ struct Fault {
 struct Process {
     std::string name;
     int births = 0;
-    bool running = false;  // past the stop that a new process begins with
     bool entered = false;
     Called call;
     std::map<std::string, int> made;
@@ -67,6 +67,7 @@ std::FILE* log_file;
 pid_t may_be_signalled;
 std::vector<Fault> faults;
 std::map<pid_t, Process> processes;
+std::set<pid_t> unborn;  // their first stop came before the news of their birth
 
 [[noreturn]] void giveUp(const char* what) {
     std::perror(what);
@@ -181,24 +182,17 @@ void atCall(pid_t pid, Process& process) {
     }
 }
 
+void resume(pid_t pid, int signal) { ::ptrace(PTRACE_SYSCALL, pid, nullptr, signal); }
+
 void born(Process& parent, pid_t pid) {
+    if (unborn.erase(pid) == 0) {
+        ::waitpid(pid, nullptr, __WALL);
+    }
     Process& child = processes[pid];
     child.name = parent.name + '.' + std::to_string(++parent.births);
     child.memory_end = parent.memory_end;
     child.since_first = parent.since_first;
-    if (child.running) {  // its first stop came before this
-        ::ptrace(PTRACE_SYSCALL, pid, nullptr, nullptr);
-    }
-}
-
-void resume(pid_t pid, int signal) { ::ptrace(PTRACE_SYSCALL, pid, nullptr, signal); }
-
-// The first stop of a process: the parent's news of its birth may still be on the way.
-void firstStop(pid_t pid, Process& process) {
-    process.running = true;
-    if (!process.name.empty()) {
-        resume(pid, 0);
-    }
+    resume(pid, 0);
 }
 
 void atEvent(pid_t pid, Process& process, int event) {
@@ -217,15 +211,18 @@ void atEvent(pid_t pid, Process& process, int event) {
 }
 
 void handle(pid_t pid, int status) {
-    Process& process = processes[pid];
+    const auto found = processes.find(pid);
+    if (found == processes.end()) {
+        unborn.insert(pid);
+        return;
+    }
+    Process& process = found->second;
     if (WIFEXITED(status) || WIFSIGNALED(status)) {
         note(process, WIFEXITED(status) ? "exited " + std::to_string(WEXITSTATUS(status))
                                         : "died " + std::to_string(WTERMSIG(status)));
         processes.erase(pid);
     } else if (status >> 16 != 0) {
         atEvent(pid, process, status >> 16);
-    } else if (!process.running) {
-        firstStop(pid, process);
     } else if (WSTOPSIG(status) == (SIGTRAP | 0x80)) {
         atCall(pid, process);
         resume(pid, 0);
@@ -249,7 +246,6 @@ void start(char** argv) {
         giveUp("fail_call: ptrace");
     }
     processes[pid].name = "1";
-    processes[pid].running = true;
     ::ptrace(PTRACE_CONT, pid, nullptr, nullptr);
 }
 
