@@ -37,6 +37,9 @@ def test_the_service_is_in_a_session_of_its_own_and_not_its_leader(host):
     assert report.sid == report.pgid
     assert {int(report.sid), int(report.ppid)} <= result.orphans.keys()
     assert int(report.pid) not in result.orphans
+    host.act("other", "report")
+    shown = start(host, FOREGROUND).out.decode()
+    assert f"\nsid {os.getsid(0)}\n" in shown
 
 
 def test_who_is_left_to_init(host):

@@ -5,6 +5,7 @@ import signal
 
 import pytest
 
+from commands import stopped_server, was_sent
 from host import PROBE, children, errors_file, wait_for_end, wait_until
 
 
@@ -40,6 +41,14 @@ def test_pid_text_is_read_up_to_the_first_other_byte(host):
     host.file("pid", f" \n\t{server}x99\n")
     control(host, "--kill-service", settle=False)
     assert wait_for_end(server) == 0
+
+
+def test_a_number_above_an_int_signals_nobody(host):
+    """Cut to the bytes of an int it would be the server's."""
+    server = stopped_server(host)
+    host.file("pid", f"{(1 << 32) + server}\n")
+    assert control(host, "--kill-service", settle=False).answer == (0, "")
+    assert not was_sent(server, signal.SIGTERM)
 
 
 def test_a_negative_number_signals_a_process_group(host):

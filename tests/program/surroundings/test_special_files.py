@@ -55,6 +55,8 @@ def test_only_what_is_not_there_counts_as_not_installed(host, kind, installed):
 def test_as_the_panel_configuration(host, panel_configuration, kind):
     """The one file that the program opens by itself, and so waits for by itself."""
     make_special(host, kind, panel_configuration)
+    # Nothing is touched for a wrong command line.
+    assert host.run("--check-install", f"--kav-dir={host.kav}", "-x").status == 1
     pid = host.start("--check-install", f"--kav-dir={host.kav}")
     if kind == "fifo":
         write_to_waiting_reader(panel_configuration, b"PRODUCT_ROOT_D /x\n")

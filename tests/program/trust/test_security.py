@@ -116,8 +116,9 @@ def test_a_fifo_of_a_stranger_that_is_planted_while_the_service_runs(host):
 
 
 def test_the_errors_file_gets_the_callers_umask(host):
-    host.control("--start-service", "--no-daemon=1", prepare=lambda: os.umask(0o077))
-    assert ERRORS.stat().st_mode & 0o777 == 0o600
+    for umask, mode in (0, 0o664), (0o077, 0o600):
+        host.control("--start-service", "--no-daemon=1", prepare=lambda: os.umask(umask))
+        assert ERRORS.stat().st_mode & 0o777 == mode
 
 
 # --- what is inherited, and what is followed ---
