@@ -12,26 +12,6 @@ from pathlib import Path
 
 from host import errors_file, wait_until
 
-SERVICE = ("--kav-dir={kav}", "--service=other")
-WITH_PID = (*SERVICE, "--service-pidfile={dir}/pid")
-ARGUMENTS = {
-    "nothing": (),
-    "help": ("--help",),
-    "unknown": ("--bogus",),
-    "check-install": ("--check-install", "--kav-dir={kav}"),
-    "delete-file": ("--delete-file", "--file={dir}/doomed"),
-    "service-started": ("--service-started", *WITH_PID),
-    "kill-service": ("--kill-service", *WITH_PID),
-    "reload": ("--restart-service", "--kav-dir={kav}", "--service=aveserver",
-               "--service-pidfile={dir}/nobody"),
-    "restart-service": ("--restart-service", *WITH_PID),
-    "config-file-content": ("--config-file-content", "--file={dir}/new"),
-    "save-to-config-file": ("--save-to-config-file", "--file={dir}/new",
-                            "--config-file={dir}/old"),
-    "start-daemon": ("--start-service", *SERVICE),
-    "start-foreground": ("--start-service", *SERVICE, "--no-daemon=1"),
-}
-
 
 @dataclass(frozen=True)
 class Outcome:
@@ -43,21 +23,31 @@ class Outcome:
         return replace(self, **changes)
 
 
-ORDINARY = {
-    "nothing": Outcome(),
-    "help": Outcome(),
-    "unknown": Outcome(1, "Unknown option '--bogus'\n"),
-    "check-install": Outcome(0, "Kaspersky Anti-Virus server is installed\n"),
-    "delete-file": Outcome(0, "", "deleted"),
-    "service-started": Outcome(0, "Service is started\n"),
-    "kill-service": Outcome(0, "", "terminated"),
-    "reload": Outcome(),
-    "restart-service": Outcome(0, "", "terminated, errors: 0"),
-    "config-file-content": Outcome(0, "new text\n"),
-    "save-to-config-file": Outcome(0, "", "new text\n"),
-    "start-daemon": Outcome(0, "", "errors: 0"),
-    "start-foreground": Outcome(0, "", "errors: 0"),
+SERVICE = ("--kav-dir={kav}", "--service=other")
+WITH_PID = (*SERVICE, "--service-pidfile={dir}/pid")
+COMMANDS = {
+    "nothing": ((), Outcome()),
+    "help": (("--help",), Outcome()),
+    "unknown": (("--bogus",), Outcome(1, "Unknown option '--bogus'\n")),
+    "check-install": (("--check-install", "--kav-dir={kav}"),
+                      Outcome(0, "Kaspersky Anti-Virus server is installed\n")),
+    "delete-file": (("--delete-file", "--file={dir}/doomed"), Outcome(0, "", "deleted")),
+    "service-started": (("--service-started", *WITH_PID), Outcome(0, "Service is started\n")),
+    "kill-service": (("--kill-service", *WITH_PID), Outcome(0, "", "terminated")),
+    "reload": (("--restart-service", "--kav-dir={kav}", "--service=aveserver",
+                "--service-pidfile={dir}/nobody"), Outcome()),
+    "restart-service": (("--restart-service", *WITH_PID),
+                        Outcome(0, "", "terminated, errors: 0")),
+    "config-file-content": (("--config-file-content", "--file={dir}/new"),
+                            Outcome(0, "new text\n")),
+    "save-to-config-file": (("--save-to-config-file", "--file={dir}/new",
+                             "--config-file={dir}/old"), Outcome(0, "", "new text\n")),
+    "start-daemon": (("--start-service", *SERVICE), Outcome(0, "", "errors: 0")),
+    "start-foreground": (("--start-service", *SERVICE, "--no-daemon=1"),
+                         Outcome(0, "", "errors: 0")),
 }
+ARGUMENTS = {name: arguments for name, (arguments, _) in COMMANDS.items()}
+ORDINARY = {name: outcome for name, (_, outcome) in COMMANDS.items()}
 # Those that read the pid file, through a pipe.
 READERS = ("service-started", "kill-service", "reload", "restart-service")
 

@@ -12,6 +12,7 @@ import os
 import select
 import shutil
 import signal
+import subprocess
 import tempfile
 import time
 from dataclasses import dataclass
@@ -199,12 +200,8 @@ class Host:
             for pid in left:
                 os.kill(pid, signal.SIGKILL)
                 os.waitpid(pid, 0)
-        for left in Path("/tmp").glob("zrckav_*"):
-            # Not even root may follow the link of a stranger here, where the system protects links.
-            if left.is_symlink() or not left.is_dir():
-                left.unlink()
-            else:
-                shutil.rmtree(left)
+        if left := [*Path("/tmp").glob("zrckav_*")]:
+            subprocess.run(["rm", "-rf", *left], check=True)
 
     # --- looking ---
 
