@@ -96,11 +96,14 @@ TEST_F(ExecProgram, TheChildsPidAndEndAreReportedAndItIsReaped) {
         {"exit 3", 3},
         {"exit 255", 255},
         {"kill -9 $$", -1},
+        // With a core where the machine makes one.
+        {"cd " + dir.path() + "; ulimit -c $(ulimit -H -c); kill -SEGV $$", -1},
         // A wait that saw stops would take the child for ended.
         {"(until grep -q 'State:.T' /proc/$$/status; do :; done; kill -CONT $$) &"
          "kill -STOP $$; exit 4",
          4},
     };
+    const TExecResult other = probe({"exit", "9"}, 5).run();
     for (const auto& [end, code] : rows) {
         TExec exec = program({"sh", "-c", "echo $$;" + end}).toFile(dir / "pid");
         for (int run = 0; run < 2; ++run) {
@@ -110,6 +113,7 @@ TEST_F(ExecProgram, TheChildsPidAndEndAreReportedAndItIsReaped) {
             EXPECT_EQ(reap(result.pid), -1);
         }
     }
+    EXPECT_EQ(reap(other.pid), 9 << 8);
 }
 
 // The child goes on only after the run has returned: a run that waited would wait for ever.
