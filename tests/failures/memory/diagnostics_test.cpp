@@ -112,21 +112,21 @@ TEST_F(RefusedVariables, AnswersAreThoseWithoutAFileAndLoadingIsTriedAgain) {
         {[] { return zrcConfGetDefault("PRODUCT_ROOT_D"); }, "/opt/product", "/usr/local/zrc"},
         {[] { return zrcConfGetDefault("OTHER"); }, "(null)", "(null)"},
     };
-    for (const auto& [ask, loaded, otherwise] : rows) {
-        forEveryRefusal([&, ask = ask](Attempt& attempt) {
+    for (const auto& row : rows) {
+        forEveryRefusal([&](Attempt& attempt) {
             const Captured child = test::inChild([&] {
                 static_cast<void>(std::setvbuf(stdout, nullptr, _IONBF, 0));
                 const long before = test::liveBlocks();
                 const char* found = nullptr;
-                attempt.run([&] { found = ask(); });
+                attempt.run([&] { found = row.ask(); });
                 const bool kept = test::liveBlocks() != before;
                 const std::string value = found == nullptr ? "(null)" : found;
-                const bool told =
-                    value == loaded || (attempt.refused() && value == otherwise && !kept);
+                const bool told = value == row.loaded ||
+                                  (attempt.refused() && value == row.otherwise && !kept);
                 std::_Exit(told && std::string(zrcConfGet("OTHER")) == "x" ? 0 : 93);
             });
             EXPECT_EQ(child.err, child.out);
-            EXPECT_TRUE(loaded == "(null)" || child.out.empty() || child.out == no_table ||
+            EXPECT_TRUE(row.loaded == "(null)" || child.out.empty() || child.out == no_table ||
                         child.out == no_memory);
             EXPECT_TRUE(child.exited(0)) << child.status;
         });
