@@ -164,6 +164,7 @@ rlimit before{};
 TEST_F(DaemonFailures, WithoutTheNullDeviceTheServiceKeepsTheStreamsItHas) {
     const Outcome outcome = settled([] {
         ::getrlimit(RLIMIT_NOFILE, &before);
+        std::atexit([] { ::setrlimit(RLIMIT_NOFILE, &before); });
         TExec kept = service(
             [] {
                 std::cout << "kept" << std::endl;
