@@ -13,20 +13,12 @@ def control(host, command, **options):
     return host.control(command, host.with_pid, **options)
 
 
-def said(host):
-    return (host.dir / "process.out").read_text()
-
-
 def test_kill_sends_sigterm_and_does_not_wait(host):
     """Nothing looks at what the process is."""
-    server = host.server()
-    os.kill(server, signal.SIGSTOP)
+    server = stopped_server(host)
     result = control(host, "--kill-service", settle=False)
     assert (result.answer, result.err) == ((0, ""), b"")
-    assert server in children()
-    os.kill(server, signal.SIGCONT)
-    assert wait_for_end(server) == 0
-    assert said(host) == "TERM\n"
+    assert was_sent(server, signal.SIGTERM) and server in children()
 
 
 def test_kill_of_a_stale_pid_reports_success(host):
@@ -83,14 +75,13 @@ def test_restart_of_another_service_terminates_and_starts_it(host):
     server = host.server()
     assert control(host, "--restart-service").answer == (0, "")
     assert wait_for_end(server) == 0
-    assert said(host) == "TERM\n"
+    assert (host.dir / "process.out").read_text() == "TERM\n"
     assert sorted(host.calls()) == sorted([f"cat {host.pid_file}"] * 2 + ["other", "cat"])
     assert errors_file("other") == "0"
 
 
 def test_restart_does_not_wait_for_the_old_process(host):
-    server = host.server()
-    os.kill(server, signal.SIGSTOP)
+    server = stopped_server(host)
     control(host, "--restart-service", settle=False)
     wait_until(lambda: errors_file("other") == "0", "the new service's end")
     assert server in children()

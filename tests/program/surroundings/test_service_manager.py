@@ -29,7 +29,8 @@ flock 9
 echo "$$" >"{panel}/pid"
 while [ -e "{panel}/wanted" ]; do sleep 0.1; done
 """
-START = 'avmanager --start-service "--kav-dir=$PWD" "--service-pidfile=$PWD/pid" '
+START = 'avmanager --start-service "--kav-dir=$PWD" "--service-pidfile=$PWD/pid"' + \
+    f" --service={SERVICE}"
 
 
 @pytest.fixture(name="panel")
@@ -88,30 +89,27 @@ def spaces(*options):
     return pytest.skip(f"no namespaces on this machine: {tried.stderr}")
 
 
-def started(**properties):
-    """A unit that starts the service, waits until it runs, and ends."""
-    return dict(script=f'{START} --service={SERVICE} && until [ -s pid ]; do sleep 0.02; done',
-                **properties)
+def start(panel, through="", **properties):
+    """A unit starts the service, waits until it runs, and ends."""
+    unit(panel, f"{through} {START} && until [ -s pid ]; do sleep 0.02; done", **properties)
 
 
 def test_a_unit_takes_what_it_started_along(panel):
     """Its pid file stays, so the service counts as running, and no errors file tells of its end."""
-    unit(panel, **started())
+    start(panel)
     wait_until(lambda: not lives(panel), "the service's end")
     assert not ERRORS.exists()
-    again = f'{START} --service={SERVICE} || echo "$?"'
-    assert unit(panel, again) == "Service is running already\n1\n"
+    assert unit(panel, f'{START} || echo "$?"') == "Service is running already\n1\n"
 
 
 def test_a_unit_that_ends_its_main_process_alone_leaves_the_service(panel):
-    unit(panel, **started(kill_mode="process"))
+    start(panel, kill_mode="process")
     assert lives(panel)
 
 
 def test_a_unit_with_a_tmp_of_its_own_hides_the_errors_file(panel):
     (panel / "bin" / SERVICE).write_text("#!/bin/sh\nexit 3\n")
-    said = unit(panel, f"! {START} --service={SERVICE} --no-daemon=1 && cat {ERRORS}",
-                private_tmp="yes")
+    said = unit(panel, f"! {START} --no-daemon=1 && cat {ERRORS}", private_tmp="yes")
     assert said == "Service failed\n3"
     assert not ERRORS.exists()
 
@@ -120,6 +118,5 @@ def test_a_unit_with_a_tmp_of_its_own_hides_the_errors_file(panel):
 # tests/support/booted boots one.
 if SYSTEMD:
     def test_a_scope_of_its_own_keeps_the_service(panel):
-        start = started()
-        unit(panel, f"systemd-run --scope --quiet --collect {start['script']}")
+        start(panel, through="systemd-run --scope --quiet --collect")
         assert lives(panel)
