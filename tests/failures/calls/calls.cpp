@@ -52,17 +52,16 @@ std::string memory(pid_t process, std::uint64_t address, std::size_t length) {
     return bytes;
 }
 
-// Byte by byte, because a longer read could run into a page that is not there.
+// To the end of each page: the next one may not be there.
 std::string path(pid_t process, std::uint64_t address) {
     std::string text;
-    while (text.size() < 4096) {
-        const std::string byte = memory(process, address + text.size(), 1);
-        if (byte.empty() || byte[0] == '\0') {
-            break;
-        }
-        text += byte;
-    }
-    return text;
+    std::string page;
+    do {
+        const std::uint64_t at = address + text.size();
+        page = memory(process, at, 4096 - at % 4096);
+        text += page;
+    } while (!page.empty() && text.find('\0') == std::string::npos);
+    return text.substr(0, text.find('\0'));
 }
 
 std::string subjectOf(pid_t process, const char* kinds, const std::uint64_t* argument) {

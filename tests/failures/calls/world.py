@@ -15,7 +15,7 @@ from scenarios import PANEL, ROOT, SERVER
 
 PROGRAM = os.environ["AVMANAGER"]
 FAIL_CALL = os.environ["FAIL_CALL"]
-OUT, ERR, LOG = Path("/tmp/out"), Path("/tmp/err"), Path("/tmp/log")
+OUT, ERR, LOG = "/tmp/out", "/tmp/err", "/tmp/log"
 BOUND = 20  # seconds, for what takes milliseconds
 
 
@@ -38,7 +38,7 @@ class Call:
 
 def text_of(path):
     """A file byte for byte: each is a character."""
-    return path.read_bytes().decode("latin-1")
+    return Path(path).read_bytes().decode("latin-1")
 
 
 def snapshot():
@@ -49,9 +49,9 @@ def snapshot():
     for top in ("/tmp", os.path.dirname(PANEL)):
         for folder, folders, names in os.walk(top):
             folders[:] = [name for name in folders if not os.path.ismount(f"{folder}/{name}")]
-            found += [Path(folder, name) for name in names]
-    texts = {str(path): text_of(path) for path in sorted(found)
-             if path not in (OUT, ERR, LOG) and path.is_file()}
+            found += [f"{folder}/{name}" for name in names]
+    texts = {path: text_of(path) for path in sorted(found)
+             if path not in (OUT, ERR, LOG) and os.path.isfile(path)}
     if texts.get(f"{ROOT}/pid") == f"{server.pid}\n":
         texts[f"{ROOT}/pid"] = SERVER
     return texts
@@ -159,4 +159,4 @@ def traced(failure, target, *program, path=""):
     status = wait_for_all(spawn([FAIL_CALL, LOG, str(target), *fail, *program], path))
     if status != 0:
         raise Astray(f"fail_call ended with {status}")
-    return parse(LOG.read_text())
+    return parse(text_of(LOG))
