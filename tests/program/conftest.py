@@ -1,5 +1,6 @@
 """Hosts for the tests of the program, each with a PATH and a server tree of its own."""
 
+import os
 import shutil
 from pathlib import Path
 
@@ -27,15 +28,12 @@ def plain_host(host):
 @pytest.fixture
 def open_host():
     """A plain host that another user may work in."""
-    directory = Path("/tmp/open_host")
-    directory.mkdir(mode=0o777)
-    made = with_system_tools(Host(directory))
-    for path in [directory, *directory.rglob("*")]:
-        if path.is_dir():
-            path.chmod(0o777)
+    umask = os.umask(0)
+    made = with_system_tools(Host("/tmp/open_host"))
+    os.umask(umask)
     yield made
     made.shut_down()
-    shutil.rmtree(directory)
+    shutil.rmtree(made.dir)
 
 
 def with_system_tools(made):
