@@ -26,13 +26,18 @@ using test::Words;
 
 // --- a runner as a value ---
 
-static_assert(fork_mode == 1 && wait_mode == 2 && path_mode == 4);
-static_assert(TExec::fork_mode == 1 && TExec::wait_mode == 2 && TExec::path_mode == 4);
-static_assert(TExec::def_mode == 7);
-static_assert(std::string_view(bad_execute_arguments) == "Bad execute arguments");
 static_assert(std::is_same_v<decltype(TExecResult::pid), std::int32_t>);
 static_assert(std::is_same_v<decltype(TExecResult::code), std::int32_t>);
 static_assert(std::has_virtual_destructor_v<TExec::TPrepare>);
+
+TEST(Exec, TheModeBitsAndTheMessageHaveFixedValues) {
+    EXPECT_EQ(fork_mode, 1U);
+    EXPECT_EQ(wait_mode, 2U);
+    EXPECT_EQ(path_mode, 4U);
+    EXPECT_EQ(TExec::fork_mode + TExec::wait_mode + TExec::path_mode, TExec::def_mode);
+    EXPECT_EQ(TExec::def_mode, 7U);
+    EXPECT_STREQ(bad_execute_arguments, "Bad execute arguments");
+}
 
 void expectSharing(const TExec& copy, const TExec& exec) {
     EXPECT_EQ(&copy.args().elements(), &exec.args().elements());
