@@ -14,7 +14,7 @@ from pages import ROOT
 
 PAGES = ("operations", "security")
 BLOCKS = re.findall(r"^(?:    .*\n)+", (ROOT / "docs/operations.md").read_text(), re.M)
-NAMES, SAVE, CLAMD, CHECK = (re.sub("^    ", "", block, flags=re.M) for block in BLOCKS)
+NAMES, SAVE, CLAMD, UNIT, CHECK, CRON = (re.sub("^    ", "", block, flags=re.M) for block in BLOCKS)
 TESTS = "\n".join(path.read_text() for path in (ROOT / "tests/program").rglob("test_*.py"))
 SERVER = r"\d+ (?:/usr/bin/perl|/bin/sh) /opt/kav/bin/\w+(?: -c /etc/kav/aveserver\.conf)?"
 HELP = NAMES + r"""
@@ -93,9 +93,10 @@ SHOWN = [row for row, lines in KNOWN.items() if lines[0][0] not in ("held", "nev
 
 @pytest.fixture(name="shown", scope="module")
 def shown_on_several_hosts_at_once(tmp_path_factory):
+    folders = [tmp_path_factory.mktemp("host") for _ in SHOWN]  # not in several threads at once
     with concurrent.futures.ThreadPoolExecutor(4) as hosts:
-        return dict(zip(SHOWN, hosts.map(lambda row: session(
-            tmp_path_factory.mktemp("host"), [command for command, _ in steps(row)]), SHOWN)))
+        return dict(zip(SHOWN, hosts.map(lambda folder, row: session(
+            folder, [command for command, _ in steps(row)]), folders, SHOWN)))
 
 
 @pytest.mark.parametrize("row", SHOWN)
@@ -106,10 +107,38 @@ def test_the_way_out_leads_out(shown, row):
 
 
 def test_a_configuration_is_saved_and_put_back_as_told(tmp_path):
-    before, save, compare, back = SAVE.splitlines()
-    assert session(tmp_path, ['sed s/low/high/ "$conf" >"$conf.new"', before, save, compare,
-                         'grep Level "$conf"', back, 'grep Level "$conf"', "ls /etc/kav"]) == [
-        [], [], [], [], ["Level high"], [], ["Level low"], ["aveserver.conf", "aveserver.conf.new"]]
+    level = "tail -n 1 /run/kav/log"
+    before, save, compare, look, back = SAVE.splitlines()
+    setup, *shown, dates, restored, old = session(tmp_path, [
+        'up; sed s/low/high/ "$conf" >"$conf.new"', before, save, compare, level, look, back, level])
+    assert setup == []
+    assert re.fullmatch(SERVER, shown[2][0])
+    assert re.fullmatch(SERVER, restored[0])
+    assert shown == [[], [], shown[2][:1], ["reloaded, level high"]]
+    assert len(dates) == 2
+    assert old == ["reloaded, level low"]
+
+
+@pytest.mark.parametrize("typed", [
+    "(kav=/opt/kav/; up)", "up; kav=/opt/other", "up; pgrep() { return 127; }"])
+def test_the_pid_file_of_a_server_that_runs_is_not_deleted(tmp_path, typed):
+    assert session(tmp_path, [typed, "stale", 'ls "$pid"'])[2] == ["/run/kav/aveserver.pid"]
+
+
+@pytest.mark.parametrize("other", [
+    "/usr/bin/tail -f /opt/kav/bin/aveserver", "/opt/kav/bin/aveserver2 100",
+    "/run/opt/kav/bin/aveserver 100",
+    "unshare --pid --fork /opt/kav/bin/aveserver -c /etc/kav/aveserver.conf"])
+def test_other_processes_are_not_ended(tmp_path, other):
+    copies = "mkdir -p /run/opt/kav/bin; for copy in /opt/kav/bin/aveserver2 /run/opt/kav/bin/aveserver;"
+    assert session(tmp_path, [f"{copies} do cp /usr/bin/sleep $copy; done", f"{other} & sleep 1",
+                              "servers; end", "kill -0 $! && echo there"])[2:] == [[], ["there"]]
+
+
+def test_cron_mails_what_is_critical_alone(tmp_path):
+    line = CRON.partition(" root ")[2].rstrip()
+    typed = f"env -i PATH=/usr/bin:/bin /bin/sh -c '{line}'"
+    assert session(tmp_path, [typed, "up", typed]) == [["CRITICAL: Service is not running"], [], []]
 
 
 CLAMD_CONF = """\
