@@ -76,7 +76,8 @@ def test_the_tool_of_the_readme_is_whole(stage, tmp_path):
     (tmp_path / "usr").symlink_to(stage)  # a plain name, as the line has no quotes
     found = tmp_path / "usr" / next(stage.rglob("pkgconfig")).relative_to(stage)
     run("sh", "-c", f"cd {tmp_path} && {line}", PKG_CONFIG_PATH=found)
-    assert [run(tmp_path / tool) for tool in ("b/tool", "tool")] == ["It said: two words\n"] * 2
+    assert [run(tmp_path / tool) for tool in ("b/tool", "tool")] == [
+        "It said: two words\nexit code 1\n"] * 2
 
 
 @pytest.mark.parametrize("prefix, paths", [
