@@ -120,7 +120,8 @@ def test_a_configuration_is_saved_and_put_back_as_told(tmp_path):
 
 
 @pytest.mark.parametrize("typed", [
-    "(kav=/opt/kav/; up)", "up; kav=/opt/other", "up; pgrep() { return 127; }"])
+    "(kav=/opt/kav/; up)", "up; kav=/opt/other", "up; pgrep() { return 127; }",
+    "up; pgrep() { return 1; }"])  # as one that does not know these options
 def test_the_pid_file_of_a_server_that_runs_is_not_deleted(tmp_path, typed):
     assert session(tmp_path, [typed, "stale", 'ls "$pid"'])[2] == ["/run/kav/aveserver.pid"]
 
