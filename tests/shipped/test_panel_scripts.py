@@ -52,6 +52,13 @@ def test_the_check_asks_a_server_that_runs(host, command, said):
     assert host.session([START, CHECK % command]) == [STARTED, said]
 
 
+def test_a_slash_at_the_end_of_the_folder_does_not_matter(host):
+    for start, check in ("", "/"), ("/", ""):
+        shown = host.session([START.replace("/opt/kav", f"/opt/kav{start}"),
+                              CHECK.replace("/opt/kav", f"/opt/kav{check}") % "", f"rm {PID}"])
+        assert shown == [STARTED, ["OK: Service is started", "0"], []]
+
+
 def test_a_program_is_known_by_its_file_and_not_by_its_name(host):
     """By the file alone: the process calls itself otherwise. In the second run another one has the
     file's name."""
