@@ -25,8 +25,12 @@ struct Variable {
     const char* value;
 };
 
-#define VARIABLE(index, name, value) \
-    { index, ZRC_CONF_##name, #name, value }
+constexpr Variable variable(int index, zrc_conf_variable constant, const char* name,
+                            const char* value) {
+    return {index, constant, name, value};
+}
+
+#define VARIABLE(index, name, value) variable(index, ZRC_CONF_##name, #name, value)
 
 constexpr Variable variables[] = {
     VARIABLE(1, ZARNIC_MAILNAMES_D, "/var/qmail/mailnames"),
