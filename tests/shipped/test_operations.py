@@ -22,6 +22,7 @@ within() { n=0; until eval "$1"; do n=$((n + 1)); [ $n -lt 200 ] || exit; /usr/b
 wait_up() { within '[ -s "$pid" ]'; }
 wait_errors() { within '[ -s "$errors" ]'; }
 up() { start; wait_up; }
+another_user() { setpriv --reuid=65534 "$@" || [ $? -ne 127 ] || echo "No other user"; }
 crash() { number=$(cat "$pid"); kill -KILL $number; within '[ ! -d /proc/$number ]'; }
 write_program() { printf '#!/bin/sh\n%s\n' "$1" >"$kav/bin/$service"; }
 """
@@ -102,6 +103,8 @@ def shown_on_several_hosts_at_once(tmp_path_factory):
 @pytest.mark.parametrize("row", SHOWN)
 def test_the_way_out_leads_out(shown, row):
     typed, patterns = zip(*steps(row))
+    if any("No other user" in line for lines in shown[row] for line in lines):
+        pytest.skip("no other user is mapped in this user namespace")
     assert [(command, lines) for command, pattern, lines in zip(typed, patterns, shown[row])
             if not re.fullmatch(pattern, "\n".join(lines))] == []
 
@@ -147,7 +150,6 @@ LocalSocket /opt/kav/socket
 PidFile /run/kav/aveserver.pid
 LogFile /opt/kav/log
 DatabaseDirectory /opt/kav/database
-User root
 """
 
 

@@ -267,15 +267,15 @@ TEST(RefusedError, IsRaisedOrBadAllocAndRaisedNextTime) {
         rows.push_back({std::to_string(number),
                         [number](TOParsing&) { zarnic::throw_system_error(word, number); }});
     }
-    for (const auto& [text, operation] : rows) {
-        SCOPED_TRACE(text);
-        forEveryRefusal([&, operation = operation, text = text](Attempt& attempt) {
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        forEveryRefusal([&](Attempt& attempt) {
             TOParsing parser = parse();
             std::string message;
-            const auto ask = [&] { operation(parser); };
+            const auto ask = [&] { row.operation(parser); };
             const bool refused = attempt.run([&] { message = raised(ask); });
-            EXPECT_EQ(message, refused ? "" : text);
-            EXPECT_EQ(raised(ask), text);
+            EXPECT_EQ(message, refused ? "" : row.text);
+            EXPECT_EQ(raised(ask), row.text);
             EXPECT_EQ(full.size(), TEArgs::max_size);
         });
     }
@@ -319,14 +319,14 @@ TEST(RefusedParsing, OptionalQueryThatIsRefusedClaimsNothingAndCanBeAskedAgain) 
          [](TOParsing& parser) { return bool(parser.optionalLong(bare, no_arg)); }},
         {"-x", [](TOParsing& parser) { return bool(parser.optionalShort('x')); }},
     };
-    for (const auto& [argument, ask] : rows) {
-        const char* const argv[] = {"avmanager", argument, nullptr};
-        const std::string unknown = std::string("Unknown option '") + argument + "'";
-        forEveryRefusal([&, ask = ask](Attempt& attempt) {
+    for (const auto& row : rows) {
+        const char* const argv[] = {"avmanager", row.argument, nullptr};
+        const std::string unknown = std::string("Unknown option '") + row.argument + "'";
+        forEveryRefusal([&](Attempt& attempt) {
             TOParsing parser(argv, 2);
-            if (attempt.run([&] { EXPECT_TRUE(ask(parser)); })) {
+            if (attempt.run([&] { EXPECT_TRUE(row.ask(parser)); })) {
                 EXPECT_EQ(raised([&] { parser.check(); }), unknown);
-                EXPECT_TRUE(ask(parser));
+                EXPECT_TRUE(row.ask(parser));
             }
             EXPECT_EQ(raised([&] { parser.check(); }), "");
         });

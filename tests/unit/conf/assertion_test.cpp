@@ -91,12 +91,12 @@ TEST(Assertion, IndexWithoutADefaultAborts) {
         {"zrcConfGetByIndex", "theZrcConfArray", zrcConfGetByIndex},
         {"zrcConfGetDefaultByIndex", "theZrcConfDefauls", zrcConfGetDefaultByIndex},
     };
-    for (const auto& [function, array, ask] : rows) {
+    for (const auto& row : rows) {
         for (const int index : {0, int{ZRC_CONF_END}, -1, ZRC_CONF_END + 1, INT_MIN, INT_MAX}) {
             expectAssertion(
-                "conf/autoprepend.cpp", function,
-                "i > 0 && i <= (sizeof(" + array + ") / sizeof(" + array + "[0]) - 2)",
-                [&, ask = ask] { ask(index); });
+                "conf/autoprepend.cpp", row.function,
+                "i > 0 && i <= (sizeof(" + row.array + ") / sizeof(" + row.array + "[0]) - 2)",
+                [&row, index] { row.ask(index); });
         }
     }
 }
